@@ -1,0 +1,311 @@
+/**
+ * @file color.h
+ * The exported C interface of libozu_color: colour-space conversion, colour
+ * transforms, model names and colour analysis over buffers of libozu_base.
+ *
+ * Every COL_ entry returns 1 on success and 0 on failure. On failure the
+ * reason is left as an error code in the calling thread's error slot of the
+ * image-buffer host (read it with IPL_GetErrorCode2(), describe it with
+ * IPL_GetErrorString()). A success does not clear that slot. No entry lets an
+ * exception escape.
+ */
+#ifndef OZU_COLOR_H
+#define OZU_COLOR_H
+
+#include <stdint.h>
+
+#include <ozu/base.h>
+
+#if defined(OZU_COLOR_BUILDING) || !defined(_WIN32)
+#define OZU_COLOR_API __attribute__((visibility("default")))
+#else
+#define OZU_COLOR_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** @name Error codes the colour module records. */
+/**@{*/
+#define COL_ERR_UNKNOWN (-100)         /**< an exception other than an error code, errno 0 */
+#define COL_ERR_NULL_POINTER (-101)    /**< a required pointer argument is null */
+#define COL_ERR_VERSION_BUFFER (-104)  /**< version buffer of 10 bytes or less */
+#define COL_ERR_BAYER_MEMORY (-105)    /**< Bayer working memory unavailable, or a buffer holds no data */
+#define COL_ERR_PIXEL_TYPE (-106)      /**< pixel type unsupported, or 8/16-bit widths mixed */
+#define COL_ERR_NO_BUFFER (-107)       /**< a handle names no existing buffer */
+#define COL_ERR_PROFILE_ARGS (-111)    /**< profile line or filter arguments invalid */
+#define COL_ERR_BUFFER_KIND (-123)     /**< buffer of a kind that cannot be processed */
+#define COL_ERR_PLANES (-500)          /**< wrong number of planes for the buffer's role */
+#define COL_ERR_WIDTH (-501)           /**< destination width differs from the source's */
+#define COL_ERR_HEIGHT (-502)          /**< destination height differs */
+#define COL_ERR_EXTENT2 (-503)         /**< destination extent 2 differs */
+#define COL_ERR_EXTENT3 (-504)         /**< destination extent 3 differs */
+#define COL_ERR_RANGE (-505)           /**< argument value out of range, or text buffer too small */
+#define COL_ERR_COLOR_SPACE (-506)     /**< colour space or model invalid or undeterminable */
+#define COL_ERR_WAVELENGTH (-507)      /**< wavelength outside 380..779 nm */
+/**@}*/
+
+/** @name Colour-space identifiers: one bit per model; 0 is unknown. */
+/**@{*/
+#define COL_CMY 1
+#define COL_I 2
+#define COL_HLS 4
+#define COL_HSV 8
+#define COL_RGB 16
+#define COL_XYZ601 32
+#define COL_XYZ709 64
+#define COL_XYZITU 128
+#define COL_YCC 256
+#define COL_YIQ 512
+#define COL_YUV 1024
+#define COL_BAYER 2048
+/** Conversion code: destination identifier in the high half, source in the low. */
+#define COL_CODE(from, to) ((uint32_t)(((uint32_t)(to) << 16) | (uint32_t)(from)))
+/**@}*/
+
+/**
+ * Copies the library's version string "6.6.0.5300" with its terminating zero.
+ * @param buffer receives 11 bytes; untouched on failure.
+ * @param size capacity of @p buffer; must exceed 10 (signed comparison).
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_VERSION_BUFFER (-104) when @p size is 10 or less (negative included).
+ */
+OZU_COLOR_API int32_t COL_GetVersion(char* buffer, int32_t size);
+
+/**
+ * Looks a colour-space name up ("RGB", "Red/Green/Blue", "XYZ", "YCrCb", ...).
+ * The comparison is exact and case-sensitive.
+ * @param name zero-terminated name.
+ * @param id receives the identifier, or 0 when the name is unknown (an unknown
+ *        name is not an error). Not tested for null.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_NULL_POINTER (-101) when @p name is null.
+ */
+OZU_COLOR_API int32_t COL_GetColorSpaceID(const char* name, int32_t* id);
+
+/**
+ * Writes the short name of a colour-space identifier ("RGB", "XYZ601", ...).
+ * The buffer is cleared (@p size zero bytes) before anything else; an unknown
+ * identifier (0, 2048, a combination of bits) succeeds with the buffer all zero.
+ * @param id colour-space identifier.
+ * @param buffer receives the name, zero padded to @p size.
+ * @param size capacity of @p buffer; must exceed the name's length.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_NULL_POINTER (-101) when @p buffer is null;
+ * COL_ERR_RANGE (-505) when @p size does not exceed the name's length.
+ */
+OZU_COLOR_API int32_t COL_GetModelFromID(int32_t id, char* buffer, int32_t size);
+
+/* ------------------------------------------------------------------------ */
+/** @name Model channel names and extraction
+ *  A model is named either in compact form ("RGB", "XYZ601", "HLS") or as a
+ *  slash-separated channel list ("R/G/B", "X601/Y601/Z601", "H/L/S"); a list
+ *  may also name spectral planes by wavelength (380..779, "500nm" in the long
+ *  form, "500" in the compact one). These entries work on text only.
+ */
+/**@{*/
+
+/**
+ * Turns a model name or channel list into its channel-list form.
+ *
+ * @p out is first cleared (@p size zero bytes; a zero or negative @p size
+ * clears nothing). A whole-model name ("RGB", "Red/Green/Blue", "XYZ",
+ * "YCrCb", "CMY", "R", "Yellow", ...; exact and case-sensitive) gives its list
+ * ("R/G/B", "X601/Y601/Z601", "Y/C/C", "C/M/Yel", "R", "Yel", ...), copied
+ * zero padded to @p size. A single "Y" is yellow. Anything else is split at
+ * "/" (empty fields vanish) and each token is turned into its channel name
+ * ("Red" to "R", "X" and "Y" to "X601" and "Y601", "Hue" to "H") or, when it
+ * begins with a number 380..779 of at most three digits, into "<n>nm".
+ * "C/M/Y" is no whole-model name here: it gives "C/M/Y601".
+ *
+ * @warning The list path does not look at @p size: the whole result and its
+ *          zero are written into @p out whatever @p size says (also when
+ *          @p size is zero or negative). The caller's buffer must hold the
+ *          channel list.
+ *
+ * @param model zero-terminated name; modified in place by the list path (it
+ *        is split there, each "/" ending a token becoming a zero byte).
+ * @param out receives the channel list.
+ * @param size capacity of @p out; for a whole-model name it must exceed the
+ *        result's length (signed comparison).
+ * @return 1 on success, 0 on failure. An empty model, or one of separators
+ *         only, succeeds with nothing written.
+ * @par Error codes
+ * COL_ERR_NULL_POINTER (-101) when @p model or @p out is null;
+ * COL_ERR_RANGE (-505) when a whole-model result does not fit @p size (out
+ * stays cleared);
+ * COL_ERR_COLOR_SPACE (-506) when a list token is neither a wavelength
+ * 380..779 nor a channel name: out then holds the channels before it,
+ * zero-terminated, without a trailing "/" ("R/Foo/G" leaves "R").
+ */
+OZU_COLOR_API int32_t COL_ModelToLong(char* model, char* out, int32_t size);
+
+/**
+ * Turns a model name or channel list into its compact form.
+ *
+ * As COL_ModelToLong(), with the compact results for whole-model names
+ * ("Red/Green/Blue" gives "RGB", "X601/Y601/Z601" gives "XYZ601", "C/M/Y" and
+ * "C/M/Yel" give "CMY", "Yellow" gives "Yel"). A list that is no whole-model
+ * name gives the same channel names as COL_ModelToLong(), but wavelengths as
+ * the bare number: "R/450/G" gives "R/450/G", "Hue/S/Value" gives "H/S/V".
+ *
+ * @warning The list path does not look at @p size: the whole result and its
+ *          zero are written into @p out whatever @p size says (also when
+ *          @p size is zero or negative).
+ *
+ * @param model zero-terminated name; modified in place by the list path.
+ * @param out receives the compact name or channel list.
+ * @param size capacity of @p out; for a whole-model name it must exceed the
+ *        result's length (signed comparison).
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_NULL_POINTER (-101) when @p model or @p out is null;
+ * COL_ERR_RANGE (-505) when a whole-model result does not fit @p size (out
+ * stays cleared);
+ * COL_ERR_COLOR_SPACE (-506) when a list token is neither a wavelength
+ * 380..779 nor a channel name (out holds the channels before it).
+ */
+OZU_COLOR_API int32_t COL_ModelToShort(char* model, char* out, int32_t size);
+
+/**
+ * Writes the name of one channel of a model: the channel numbered @p index
+ * (from 0) of the model's COL_ModelToLong() form. "RGB", 1 gives "G";
+ * "XYZ709", 2 gives "Z709"; "R/500/G", 1 gives "500nm"; "C/M/Y", 2 gives
+ * "Y601".
+ *
+ * The arguments are checked in this order: @p model, @p index, @p out. Then
+ * @p out is cleared (@p size zero bytes; a zero or negative @p size clears
+ * nothing). On success with a channel found the error slot is set to 0. An
+ * @p index at or past the channel count succeeds with @p out as cleared.
+ *
+ * @warning The channel name is copied into @p out without looking at
+ *          @p size: @p out must hold the name and its zero (at most a few
+ *          characters, or a wavelength such as "500nm").
+ *
+ * @param model zero-terminated name, as for COL_ModelToLong(); may be
+ *        modified in place.
+ * @param index channel number, from 0.
+ * @param out receives the channel name.
+ * @param size capacity of @p out, used only for the clearing.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_NULL_POINTER (-101) when @p model is null, or @p out is null;
+ * COL_ERR_RANGE (-505) when @p index is negative (@p out untouched);
+ * any code of COL_ModelToLong() on @p model, passed on unchanged (notably
+ * COL_ERR_COLOR_SPACE (-506) for an unknown token anywhere in the model,
+ * even past @p index).
+ */
+OZU_COLOR_API int32_t COL_ExtractModel(char* model, int32_t index, char* out, int32_t size);
+
+/**@}*/
+
+/* ------------------------------------------------------------------------ */
+/** @name Colour transforms: weighted grey and colour, colour twist
+ *  Whole-image transforms between buffers of the same size and extents. The
+ *  destination handle is passed by pointer: -1 asks the entry to create the
+ *  destination, whose handle is then written back; the new buffer stays the
+ *  caller's even when a later check fails. Source and destination must both
+ *  be 8-bit or both 16-bit; signedness may differ. All arithmetic is 13-bit
+ *  fixed point (8192 = 1.0) wrapping in 32 bits, and values are rescaled
+ *  between pixel types by dstMax / srcMax x 8192 in single precision,
+ *  truncated (ranges 127, 255, 32767, 65535).
+ */
+/**@{*/
+
+/**
+ * Spreads a one-plane image into three planes, plane k being the grey value
+ * times @p w0, @p w1 or @p w2.
+ *
+ * With w = trunc(weight x 8192) and s the source pixel, plane k is
+ * (s x w) >> 13 for equal pixel types and (s x w x F) >> 26 across types, F
+ * the type scale; both products wrap in 32 bits (an unsigned 8-bit 255 with
+ * weight 1.0 into unsigned 16-bit wraps). Nothing is clamped: the value is
+ * stored truncated to the destination element.
+ *
+ * @param src one-plane source buffer.
+ * @param dst three-plane destination buffer, or -1 to create one of the
+ *        source's size and pixel type (its handle is written back).
+ * @param w0,w1,w2 weights of planes 0, 1 and 2, each 0.0 to 1.0 inclusive.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * checked in this order: COL_ERR_NO_BUFFER (-107) no source buffer;
+ * COL_ERR_BUFFER_KIND (-123) source of kind 14 or 15;
+ * COL_ERR_RANGE (-505) a weight outside 0.0 to 1.0 or NaN (w0, w1, w2 in
+ * turn); COL_ERR_PLANES (-500) source not one plane;
+ * COL_ERR_PIXEL_TYPE (-106) source pixel type not 1..4; then, after creating
+ * the destination when asked (a host failure passes its code on),
+ * COL_ERR_NO_BUFFER (-107), COL_ERR_BUFFER_KIND (-123),
+ * COL_ERR_PLANES (-500) when not three planes and COL_ERR_PIXEL_TYPE (-106)
+ * for the destination; COL_ERR_PIXEL_TYPE (-106) 8-bit with 16-bit;
+ * COL_ERR_WIDTH (-501), COL_ERR_HEIGHT (-502), COL_ERR_EXTENT3 (-504),
+ * COL_ERR_EXTENT2 (-503) geometry differs. Host failures pass the host's code.
+ */
+OZU_COLOR_API int32_t COL_ConvertToColor(int32_t src, int32_t* dst, double w0, double w1,
+                                         double w2);
+
+/**
+ * Reduces a three-plane image to one plane, the weighted sum of its planes.
+ *
+ * With w = trunc(weight x 8192), g = (s0 w0 + s1 w1 + s2 w2) >> 13 in 32-bit
+ * wrap-around arithmetic; the result is g for equal pixel types and
+ * (g x F) >> 13 across types, F the type scale. Nothing is clamped. Weights
+ * (0.299, 0.587, 0.114) become 2449, 4808 and 933, so white 255 gives 254.
+ *
+ * @param src three-plane source buffer.
+ * @param dst one-plane destination buffer, or -1 to create one of the
+ *        source's size and pixel type (its handle is written back).
+ * @param w0,w1,w2 weights of planes 0, 1 and 2, each 0.0 to 1.0 inclusive.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * as COL_ConvertToColor(), with the plane counts swapped: COL_ERR_PLANES
+ * (-500) when the source is not three planes or the destination not one.
+ */
+OZU_COLOR_API int32_t COL_ConvertToGrayscale(int32_t src, int32_t* dst, double w0, double w1,
+                                             double w2);
+
+/**
+ * Applies an affine colour matrix to a three-plane image.
+ *
+ * @p twist holds four rows of four: rows 0..2 weigh source planes 0..2, row 3
+ * is the offset, column i (0..2) feeds destination plane i and column 3 is
+ * ignored. Each coefficient becomes m = trunc(t x 8192) (saturating beyond
+ * 32 bits, NaN giving INT32_MIN). Plane i is
+ * a = (s0 m[i] + s1 m[4+i] + s2 m[8+i] + (m[12+i] << 13)) >> 13, rescaled as
+ * (a x F) >> 13 with the type scale F, and clamped to 0..dstMax, also for
+ * signed destinations. An offset of 1.0 thus adds 8192 source levels.
+ * Full scale does not always reach full scale: unsigned 16-bit 65535 gives
+ * 247 in unsigned 8-bit.
+ *
+ * @param src three-plane source buffer.
+ * @param dst three-plane destination buffer, or -1 to create one of the
+ *        source's size and pixel type (its handle is written back). A new
+ *        buffer takes the source's extent 3 as its extent 2 and extent 2 as
+ *        its extent 3, so a source whose two extents differ is then refused
+ *        with COL_ERR_EXTENT3 and the new buffer is left to the caller.
+ * @param twist the 16 coefficients, row by row; must not be null.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * checked in this order: COL_ERR_NO_BUFFER (-107) no source buffer;
+ * COL_ERR_BUFFER_KIND (-123) source of kind 14 or 15; COL_ERR_PLANES (-500)
+ * source not three planes; COL_ERR_PIXEL_TYPE (-106) source pixel type not
+ * 1..4; then, after creating the destination when asked (a host failure
+ * passes its code on), COL_ERR_NO_BUFFER (-107), COL_ERR_BUFFER_KIND (-123),
+ * COL_ERR_PLANES (-500) and COL_ERR_PIXEL_TYPE (-106) for the destination;
+ * COL_ERR_PIXEL_TYPE (-106) 8-bit with 16-bit (colk_twist() itself accepts
+ * such pairs); COL_ERR_WIDTH (-501), COL_ERR_HEIGHT (-502),
+ * COL_ERR_EXTENT3 (-504), COL_ERR_EXTENT2 (-503) geometry differs. Host
+ * failures pass the host's code.
+ */
+OZU_COLOR_API int32_t COL_ColorTwist(int32_t src, int32_t* dst, const double* twist);
+
+/**@}*/
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* OZU_COLOR_H */

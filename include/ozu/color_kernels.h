@@ -1,0 +1,124 @@
+/**
+ * @file color_kernels.h
+ * The kernel entries of libozu_color and its exported tables.
+ *
+ * A kernel entry selects, from the two pixel type codes (1..4), the template
+ * instance for that (source, destination) pair and runs it over buffers that
+ * the caller has already checked. Kernel entries do not use the COL_ entry
+ * frame and never throw (the Bayer path excepted, see colk_convert_bm); they
+ * record their own code only for an unsupported type pair and otherwise
+ * leave the host's code in the error slot.
+ */
+#ifndef OZU_COLOR_KERNELS_H
+#define OZU_COLOR_KERNELS_H
+
+#include <stdint.h>
+
+#include <ozu/color.h>
+
+#ifdef __cplusplus
+#include <cstdbool>
+extern "C" {
+#else
+#include <stdbool.h>
+#endif
+
+/* ------------------------------------------------------------------------ */
+/** @name Colour transform kernels
+ *  Called by COL_ConvertToColor(), COL_ConvertToGrayscale() and
+ *  COL_ColorTwist() once they have checked both buffers. Any of the sixteen
+ *  pairs of pixel type codes 1..4 is served, 8-bit with 16-bit included; the
+ *  image is worked on in place in the host's memory, source locked for
+ *  reading and destination for writing for the whole walk.
+ */
+/**@{*/
+
+/**
+ * Grey to colour with three weights (see COL_ConvertToColor()).
+ * @param src one-plane source buffer.
+ * @param dst points to the destination handle (three planes).
+ * @param srcType,dstType pixel type codes of source and destination.
+ * @param w0,w1,w2 weights, not checked here.
+ * @return true on success.
+ * @par Error codes
+ * COL_ERR_PIXEL_TYPE (-106) for a type code outside 1..4; COL_ERR_PLANES
+ * (-500) when the destination has fewer than three planes; a failing host
+ * call leaves the host's code.
+ */
+OZU_COLOR_API bool colk_convert_to_color(int32_t src, int32_t* dst, int32_t srcType,
+                                         int32_t dstType, double w0, double w1, double w2);
+
+/**
+ * Colour to grey with three weights (see COL_ConvertToGrayscale()).
+ * @param src three-plane source buffer.
+ * @param dst points to the destination handle (one plane).
+ * @param srcType,dstType pixel type codes of source and destination.
+ * @param w0,w1,w2 weights, not checked here.
+ * @return true on success.
+ * @par Error codes
+ * COL_ERR_PIXEL_TYPE (-106) for a type code outside 1..4; COL_ERR_PLANES
+ * (-500) when the source has fewer than three planes; a failing host call
+ * leaves the host's code.
+ */
+OZU_COLOR_API bool colk_convert_to_grayscale(int32_t src, int32_t* dst, int32_t srcType,
+                                             int32_t dstType, double w0, double w1, double w2);
+
+/**
+ * Colour twist of a three-plane buffer (see COL_ColorTwist()), in bands of
+ * about 640 KiB of source data.
+ * @param src three-plane source buffer.
+ * @param dst points to the destination handle (three planes).
+ * @param srcType,dstType pixel type codes of source and destination.
+ * @param twist the 16 coefficients, row by row.
+ * @return true on success.
+ * @par Error codes
+ * COL_ERR_PIXEL_TYPE (-106) for a type code outside 1..4; COL_ERR_PLANES
+ * (-500) when either buffer has fewer than three planes; a failing host call
+ * leaves the host's code.
+ */
+OZU_COLOR_API bool colk_twist(int32_t src, int32_t* dst, int32_t srcType, int32_t dstType,
+                              const double* twist);
+
+/**@}*/
+
+/* ------------------------------------------------------------------------ */
+/** @name Hue tables
+ *  Three constant 256 x 256 byte tables that let 8-bit RGB be converted to
+ *  HLS and HSV without division. Entry (row, column) is at index
+ *  row * 256 + column, row and column 0..255. Built at compile time; shared
+ *  read-only by every thread.
+ */
+/**@{*/
+
+/**
+ * HLS lightness: entry (row, column) = (row + column) >> 1. Read at
+ * row = max, column = min of a pixel's R, G, B.
+ */
+OZU_COLOR_API extern const uint8_t RGB2HLS_Lightness[65536];
+
+/**
+ * HLS saturation on a 0..255 scale, read at row = max, column = min of a
+ * pixel's R, G, B. Entry (r, c): 0 if r = c; otherwise with n = r - c,
+ * trunc(n * 255 / (r + c)) if r + c <= 255, else trunc(n * 255 / (510 - r - c)),
+ * truncated toward zero and stored as the low 8 bits (the entries with r < c
+ * are negative; they wrap and are never meaningful).
+ */
+OZU_COLOR_API extern const uint8_t RGB2HLS_Saturation[65536];
+
+/**
+ * Two tables in one for 8-bit HSV. On and above the diagonal (r <= c) the
+ * saturation on a 0..255 scale, read at row = max - min, column = max:
+ * 0 if c = 0, else trunc(r * 255 / c). Below the diagonal (r > c) the hue
+ * fraction within a sixth of the hue circle, read at row = max - min,
+ * column = middle - min: floor(42.5 * c / r + 0.5) - 44 stored as the low 8
+ * bits (a signed byte, -44 .. -2). The diagonal (r = c > 0) holds 255.
+ */
+OZU_COLOR_API extern const uint8_t RGB2HSV_Saturation[65536];
+
+/**@}*/
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* OZU_COLOR_KERNELS_H */
