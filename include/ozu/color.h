@@ -304,6 +304,54 @@ OZU_COLOR_API int32_t COL_ColorTwist(int32_t src, int32_t* dst, const double* tw
 
 /**@}*/
 
+/* ------------------------------------------------------------------------ */
+/** @name Colour analysis: threshold, distance image, maximum-contrast plane
+ *  Segmentation and measurement of three-plane colour images. The
+ *  destination handle is passed by pointer: -1 asks the entry to create the
+ *  destination, whose handle is then written back; the new buffer stays the
+ *  caller's even when a later check fails.
+ */
+/**@{*/
+
+/**
+ * The relative colour distance image of a three-plane unsigned 8-bit image.
+ *
+ * With d(c) = (squared Euclidean distance of the pixel to colour c) / 765,
+ * an integer 0..255, each destination pixel is
+ * (d(colour1) - d(colour2)) / (d(colour2) + 1) truncated toward zero: 0
+ * wherever the pixel is at least as near to @p colour1 as to @p colour2,
+ * growing as it lies nearer to @p colour2; 255 only for a pixel equal to
+ * @p colour2 with @p colour1 at full distance. No square root is taken.
+ *
+ * A packed colour holds plane 0's value in the low byte of colour / 65536,
+ * plane 1's in that of colour / 256 and plane 2's in its own low byte, the
+ * divisions signed and truncating toward zero (0xRRGGBB for non-negative
+ * values; -65536 is (255, 0, 0)).
+ *
+ * @param src three-plane buffer of kind 1, pixel type 2.
+ * @param dst one-plane buffer of kind 1, pixel type 2, of the source's width,
+ *        height and extents; or -1 to create one (its handle is written back).
+ * @param colour1 first reference colour, whose distance is the numerator.
+ * @param colour2 second reference colour, subtracted and forming the divisor.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * checked in this order: COL_ERR_NO_BUFFER (-107) no source buffer;
+ * COL_ERR_BUFFER_KIND (-123) source not of kind 1; COL_ERR_PLANES (-500)
+ * source not three planes; COL_ERR_PIXEL_TYPE (-106) source not unsigned
+ * 8-bit; then, after creating the destination when asked (a host failure
+ * passes its code on), COL_ERR_NO_BUFFER (-107), COL_ERR_BUFFER_KIND (-123),
+ * COL_ERR_PLANES (-500) when not one plane, COL_ERR_PIXEL_TYPE (-106) when
+ * not unsigned 8-bit, for the destination; COL_ERR_WIDTH (-501),
+ * COL_ERR_HEIGHT (-502), COL_ERR_EXTENT3 (-504), COL_ERR_EXTENT2 (-503)
+ * geometry differs. Host failures, also those of the kernel, pass the host's
+ * code.
+ * @see colk_calculate_distance_image
+ */
+OZU_COLOR_API int32_t COL_CalcColorDistanceImage(int32_t src, int32_t* dst, int32_t colour1,
+                                                 int32_t colour2);
+
+/**@}*/
+
 #ifdef __cplusplus
 }
 #endif

@@ -117,6 +117,36 @@ OZU_COLOR_API extern const uint8_t RGB2HSV_Saturation[65536];
 
 /**@}*/
 
+/* ------------------------------------------------------------------------ */
+/** @name Colour analysis kernels */
+/**@{*/
+
+/**
+ * The per-pixel work of COL_CalcColorDistanceImage() over two existing
+ * buffers, for every block (extent 3 outer, extent 2 inner).
+ *
+ * Nothing is checked beyond the inquiries: the source's first three planes
+ * are read as unsigned 8-bit, plane 0 of the destination is written, and
+ * destination lines are addressed with the source's line pitch (the
+ * destination's own pitch is not used). A one-plane source is read through
+ * null plane pointers: only the entry's checks prevent that. Blocks already
+ * written stay written when a later block fails.
+ *
+ * @param src source buffer (three planes, unsigned 8-bit).
+ * @param dst destination buffer (one plane, unsigned 8-bit).
+ * @param colour1, colour2 packed reference colours (see
+ *        COL_CalcColorDistanceImage()).
+ * @return 1 when every inquiry, pointer request and release succeeded (also
+ *         when the source's extent 3 is 0 or less and nothing is done), else
+ *         0.
+ * @par Error codes
+ * none of its own: on failure the host's code of the failing call is left.
+ */
+OZU_COLOR_API int32_t colk_calculate_distance_image(int32_t src, int32_t dst, int32_t colour1,
+                                                    int32_t colour2);
+
+/**@}*/
+
 #ifdef __cplusplus
 }
 #endif
