@@ -86,44 +86,107 @@ typedef struct BASE_Buffer {
     double colorCorrection[7];  /* 1, 0, 1, 0, 1, 0, 1 on a new buffer */
 } BASE_Buffer;
 
+/** 1 when @p h names a live buffer, else 0. Records nothing. */
 OZU_BASE_API int32_t BASE_IsBufferExistent(int32_t h);
+/** The public record of buffer @p h, valid until the buffer is freed; NULL
+ *  for an unknown handle. Records nothing. */
 OZU_BASE_API BASE_Buffer* BASE_GetAtBuffer(int32_t h);
+/** The number of live buffers, children included (for leak checks). */
 OZU_BASE_API int32_t BASE_BufferCount(void);
 
+/** Reads attribute @p attr (0..7, 43) of buffer @p h into @p *value.
+ *  @return 1, or 0 with BASE_ERR_NO_BUFFER (unknown handle), BASE_ERR_ARGUMENT
+ *  (@p value null), BASE_ERR_ATTRIBUTE (unknown attribute, or 43 not set). */
 OZU_BASE_API int32_t IPL_BufInquire(int32_t h, int32_t attr, int32_t* value);
+/** Writes attribute @p attr of buffer @p h from @p *value; only 43, the
+ *  colour-space identifier, is writable (any value, 0 included).
+ *  @return 1, or 0 with BASE_ERR_NO_BUFFER, BASE_ERR_ARGUMENT (@p value null),
+ *  BASE_ERR_ATTRIBUTE (any other attribute). */
 OZU_BASE_API int32_t IPL_BufControl(int32_t h, int32_t attr, int32_t* value);
+/** Creates a zero-filled buffer and writes its handle to @p *h (whatever
+ *  @p *h held). Lines are 64-byte aligned unless @p flags carries
+ *  BASE_ALLOC_ALIGN(n), which pads the pitch to a multiple of n (and aligns
+ *  lines to n when n is a power of two above 64); BASE_ALLOC_NO_DATA makes a
+ *  descriptor without pixel memory. The pixels are followed by zeroed slack of
+ *  one pitch plus 64 bytes. Any value of @p kind is accepted.
+ *  @return 1, or 0 with BASE_ERR_ARGUMENT (@p h null, a size below 1, planes
+ *  above 4, unknown type, unknown flag bits) or BASE_ERR_MEMORY (pitch above
+ *  INT32_MAX, size overflow, allocation failure). */
 OZU_BASE_API int32_t IPL_BufAlloc(int32_t* h, int32_t width, int32_t height, int32_t planes,
                                   int32_t ext2, int32_t ext3, int32_t type, int32_t kind,
                                   int32_t flags);
+/** IPL_BufAlloc of a @p length x 1 buffer of one plane, extents 1 and 1.
+ *  @return as IPL_BufAlloc. */
 OZU_BASE_API int32_t IPL_BufAlloc1D(int32_t* h, int32_t length, int32_t type, int32_t kind,
                                     int32_t flags);
+/** Creates a view (no copy) of planes plane..plane+planes-1, blocks
+ *  i..i+n2-1 x j..j+n3-1, region (x, y, width, height) of @p parent; same
+ *  type, kind and pitch, the parent's colour space when set, the parent's
+ *  data-present word. The parent cannot be freed while the child lives.
+ *  @return 1, or 0 with BASE_ERR_NO_BUFFER (unknown parent), BASE_ERR_ARGUMENT
+ *  (@p h null, a count below 1), BASE_ERR_REGION (outside the parent),
+ *  BASE_ERR_MEMORY. */
 OZU_BASE_API int32_t IPL_BufAllocChild(int32_t* h, int32_t parent, int32_t x, int32_t y,
                                        int32_t plane, int32_t i, int32_t j, int32_t width,
                                        int32_t height, int32_t planes, int32_t n2, int32_t n3);
+/** IPL_BufAllocChild with planes = n2 = n3 = 1. */
 OZU_BASE_API int32_t IPL_BufAllocChild2D(int32_t* h, int32_t parent, int32_t x, int32_t y,
                                          int32_t plane, int32_t i, int32_t j, int32_t width,
                                          int32_t height);
+/** Frees buffer @p h (its memory goes with its last view).
+ *  @return 1, or 0 with BASE_ERR_NO_BUFFER or BASE_ERR_BUSY (locked, a pointer
+ *  out, or live children). */
 OZU_BASE_API int32_t IPL_BufFree(int32_t h);
 
+/** Counts one lock of @p mode (0 read, 1 write) on @p h; locks never exclude
+ *  each other, they only keep the buffer from being freed.
+ *  @return 1, or 0 with BASE_ERR_NO_BUFFER or BASE_ERR_ARGUMENT (mode). */
 OZU_BASE_API int32_t IPL_BufLock(int32_t h, int32_t mode);
+/** Undoes one lock of the same mode.
+ *  @return 1, or 0 with BASE_ERR_NO_BUFFER, BASE_ERR_ARGUMENT (mode) or
+ *  BASE_ERR_NOT_HELD (no lock of that mode). */
 OZU_BASE_API int32_t IPL_BufUnlock(int32_t h, int32_t mode);
+/** A pointer to pixel (x, y) of plane @p plane of block (i, j) and the line
+ *  pitch in bytes. Inside the block the pointer is into the buffer itself; a
+ *  region running past the last column or line gets a staging area of exactly
+ *  width x height elements (pitch width x element size) holding the overlap
+ *  and zeros, written back (overlap only) on release in write mode.
+ *  @return 1, or 0 with BASE_ERR_NO_BUFFER, BASE_ERR_ARGUMENT (mode, null
+ *  @p pitch or @p ptr, width or height below 1), BASE_ERR_REGION (no pixel
+ *  data, block or start outside) or BASE_ERR_MEMORY (staging area). */
 OZU_BASE_API int32_t IPL_GetPtrEx(int32_t h, int32_t mode, int32_t x, int32_t y, int32_t plane,
                                   int32_t i, int32_t j, int32_t width, int32_t height,
                                   int32_t* pitch, void** ptr);
+/** Returns a pointer obtained with the very same arguments.
+ *  @return 1, or 0 with BASE_ERR_NO_BUFFER, BASE_ERR_ARGUMENT (mode) or
+ *  BASE_ERR_NOT_HELD (no matching request; a null pointer matches nothing). */
 OZU_BASE_API int32_t IPL_ReleasePtrEx(int32_t h, int32_t mode, int32_t x, int32_t y,
                                       int32_t plane, int32_t i, int32_t j, int32_t width,
                                       int32_t height, void* ptr);
+/** IPL_GetPtrEx over the whole block (plane, i, j). */
 OZU_BASE_API int32_t IPL_GetPtr(int32_t h, int32_t mode, int32_t plane, int32_t i, int32_t j,
                                 int32_t* pitch, void** ptr);
+/** IPL_ReleasePtrEx over the whole block (plane, i, j). */
 OZU_BASE_API int32_t IPL_ReleasePtr(int32_t h, int32_t mode, int32_t plane, int32_t i,
                                     int32_t j, void* ptr);
 
+/** Copies a region of plane @p plane of block (i, j) into caller lines: line
+ *  r starts at byte r x @p dataPitch of @p data, the region at element
+ *  @p dataX of it. Bytes are copied as they are.
+ *  @return 1, or 0 with BASE_ERR_NO_BUFFER, BASE_ERR_ARGUMENT (@p data null,
+ *  width or height below 1, @p dataX negative), BASE_ERR_PIXEL_TYPE
+ *  (@p dataType of another element size) or BASE_ERR_REGION (no pixel data,
+ *  region outside the block). */
 OZU_BASE_API int32_t IPL_GetBufDataEx(int32_t h, int32_t x, int32_t y, int32_t plane, int32_t i,
                                       int32_t j, int32_t width, int32_t height, int32_t dataX,
                                       int32_t dataPitch, void* data, int32_t dataType);
+/** The reverse of IPL_GetBufDataEx: caller lines into the buffer.
+ *  @return as IPL_GetBufDataEx. */
 OZU_BASE_API int32_t IPL_PutBufDataEx(int32_t h, int32_t x, int32_t y, int32_t plane, int32_t i,
                                       int32_t j, int32_t width, int32_t height, int32_t dataX,
                                       int32_t dataPitch, const void* data, int32_t dataType);
+/** IPL_PutBufDataEx from packed lines of the buffer's own type.
+ *  @return as IPL_GetBufDataEx, without BASE_ERR_PIXEL_TYPE. */
 OZU_BASE_API int32_t IPL_PutBufData(int32_t h, int32_t x, int32_t y, int32_t plane, int32_t i,
                                     int32_t j, int32_t width, int32_t height, const void* data);
 
@@ -141,8 +204,14 @@ OZU_BASE_API int32_t IPL_StatLineProfileImage(int32_t src, int32_t* strip, int32
                                               int32_t lineWidth, int32_t mode);
 OZU_BASE_API int32_t IPL_StatProfile(int32_t src, int32_t* profile, int32_t mode);
 
+/** Stores @p code in the calling thread's error slot. */
 OZU_BASE_API void IPL_SetErrorCode(int32_t code);
+/** The calling thread's error slot: the last recorded code (0 in a new
+ *  thread). A success never clears it. */
 OZU_BASE_API int32_t IPL_GetErrorCode2(void);
+/** A static text for every code of the colour module and of the host,
+ *  strerror's text for positive codes, "unknown error" otherwise; never NULL.
+ *  A system text stays valid until the calling thread's next call. */
 OZU_BASE_API const char* IPL_GetErrorString(int32_t code);
 
 #ifdef __cplusplus
