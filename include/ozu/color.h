@@ -314,6 +314,57 @@ OZU_COLOR_API int32_t COL_ColorTwist(int32_t src, int32_t* dst, const double* tw
 /**@{*/
 
 /**
+ * Segments a three-plane image by a box in a chosen colour space.
+ *
+ * The source is brought into @p thresholdSpace at unsigned 8 bits per
+ * channel (copied with the host's rescaling when @p srcSpace equals
+ * @p thresholdSpace, else converted with COL_ConvertColorSpace()); channel k
+ * becomes 255 where lowk <= value <= highk and 0 elsewhere; the three masks
+ * are combined into the one-plane destination (bitwise AND when mode bit 0
+ * is clear: all channels in range; bitwise OR when it is set: any channel in
+ * range); mode bit 1 then inverts the destination (bitwise NOT). Ranges do
+ * not wrap: a hue range across 0 needs two calls.
+ *
+ * A 16-bit source reaches 8 bits only through the copy: converting it into
+ * another space fails with COL_ERR_PIXEL_TYPE (-106), since the conversion
+ * does not mix 8-bit and 16-bit buffers.
+ *
+ * Every temporary buffer (the converted image, the channel table, the three
+ * plane views) is freed before the call returns, on failure too.
+ *
+ * @param src three-plane source buffer, pixel type 1..4.
+ * @param dst one-plane 8-bit destination (pixel type 1 or 2; both receive
+ *        the same bytes), or -1 to create an unsigned 8-bit one of the
+ *        source's geometry.
+ * @param srcSpace colour space of the source: 1, 4, 8, 16, 32, 64, 128, 256,
+ *        512 or 1024 (intensity and combinations refused).
+ * @param thresholdSpace colour space the ranges apply in; the same choice.
+ * @param low0,high0,low1,high1,low2,high2 inclusive range of channels 0, 1
+ *        and 2; each bound at most 255 and low strictly below high
+ *        (0..255 accepts everything; a single value cannot be asked for).
+ * @param mode 0..3: bit 0 chooses OR over AND, bit 1 inverts the result.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * checked in this order: COL_ERR_NO_BUFFER (-107) no source buffer;
+ * COL_ERR_BUFFER_KIND (-123) source of kind 14 or 15; COL_ERR_PLANES (-500)
+ * source not three planes; COL_ERR_PIXEL_TYPE (-106) source pixel type not
+ * 1..4; then, after creating the destination when asked (a host failure
+ * passes its code on), COL_ERR_NO_BUFFER (-107), COL_ERR_BUFFER_KIND (-123),
+ * COL_ERR_PLANES (-500) when not one plane, COL_ERR_PIXEL_TYPE (-106) when
+ * not 8-bit for the destination; COL_ERR_WIDTH (-501), COL_ERR_HEIGHT
+ * (-502), COL_ERR_EXTENT3 (-504), COL_ERR_EXTENT2 (-503) geometry differs;
+ * COL_ERR_COLOR_SPACE (-506) a space not accepted (@p srcSpace first);
+ * COL_ERR_RANGE (-505) a bound above 255 or a low bound not below its high
+ * one (channels 0, 1, 2 in turn), then a mode outside 0..3; any code of
+ * COL_ConvertColorSpace() passed on unchanged; the host's code when a host
+ * call fails.
+ */
+OZU_COLOR_API int32_t COL_Threshold(int32_t src, int32_t* dst, int32_t srcSpace,
+                                    int32_t thresholdSpace, uint32_t low0, uint32_t high0,
+                                    uint32_t low1, uint32_t high1, uint32_t low2, uint32_t high2,
+                                    int32_t mode);
+
+/**
  * The relative colour distance image of a three-plane unsigned 8-bit image.
  *
  * With d(c) = (squared Euclidean distance of the pixel to colour c) / 765,
