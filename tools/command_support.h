@@ -1,0 +1,75 @@
+// What every sub-command shares: its entry in the command table, its
+// invocation, and the way image files come in and results go out.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "host_buffer.h"
+
+namespace ozu::tool {
+
+struct Invocation {
+    std::vector<std::string> words;  // the command line after the sub-command's name
+    std::ostream& out;               // results and notes
+};
+
+struct Command {
+    const char* name;
+    const char* summary;  // one line for the overview
+    const char* usage;    // the whole --help text
+    void (*run)(const Invocation&);
+};
+
+// The sub-commands, in the order the overview lists them.
+const std::vector<const Command*>& all_commands();
+
+// The end of one command line: exit status 0 (success), 1 (a failure) or 2
+// (a usage error); for a failure its code and its one line,
+// "ozu-color COMMAND: WHAT: error CODE (TEXT)".
+struct Outcome {
+    int status = 0;
+    int32_t code = 0;
+    std::string line;
+};
+
+// Runs one command line (words[0] is the sub-command), its results and notes
+// going to `out`.
+Outcome execute(const std::vector<std::string>& words, std::ostream& out);
+
+// execute(), with the failure line printed on `err`; returns the status.
+int run_tool(const std::vector<std::string>& words, std::ostream& out, std::ostream& err);
+
+// Reads an image file into a buffer of pixel type `type` (0 keeps the file's
+// own: unsigned 8 or 16 bit) and, when `space` is not 0, records that colour
+// space on it (attribute 43), since some entries read it from the buffer.
+// Notes of the reading (an alpha channel dropped, say) go to `out`.
+HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, int32_t space = 0);
+
+// Writes a one- or three-plane result and prints one note:
+// "wrote PATH (3 channels, 8-bit): MEANING".
+void save_image(std::ostream& out, int32_t handle, const std::string& path,
+                const std::string& meaning);
+
+// Writes a raster the tool made itself, with the same note.
+struct Raster;
+void save_raster(std::ostream& out, const Raster& raster, const std::string& path,
+                 const std::string& meaning);
+
+// "channel 1 = H, channel 2 = S, channel 3 = V (HSV)": the channel names of a
+// colour space as the library gives them (COL_GetModelFromID, COL_ExtractModel).
+std::string channel_meaning(int32_t space);
+
+// The short name of a colour space ("XYZ601"), or its number when it has none.
+std::string space_name(int32_t space);
+
+// The pixel type option shared by the image commands, for their usage texts.
+#define OZU_TOOL_TYPE_HELP                                                            \
+    "  --type T         pixel type of the image the library works on: u8, s8, u16\n" \
+    "                   or s16 (default: u8 for 8-bit files, u16 for 16-bit ones).\n" \
+    "                   Samples are rescaled by range on the way in and out; a\n"   \
+    "                   signed result is written with negative values as 0.\n"
+
+}  // namespace ozu::tool

@@ -1,0 +1,237 @@
+// ozu-color threshold, distance and max-contrast: the analysis operations.
+
+#include <string>
+#include <vector>
+
+#include <ozu/color.h>
+
+#include "command_line.h"
+#include "commands.h"
+#include "image_io.h"
+
+// Referenced weakly while the library under development may not define it
+// yet: the command then says so instead of the program failing to link.
+#pragma weak COL_GetMaxContrastPlane
+
+namespace ozu::tool {
+namespace {
+
+constexpr const char* kThresholdUsage =
+    "usage: ozu-color threshold --space SPACE --ranges L1:H1,L2:H2,L3:H3 [--from SPACE]\n"
+    "                           [--any] [--invert] [--type T] INPUT OUTPUT\n"
+    "\n"
+    "Segments a three-channel image by a box in a colour space (COL_Threshold).\n"
+    "INPUT is brought into SPACE at 8 bits per channel and channel k is tested\n"
+    "against its range Lk..Hk (both included, 0 to 255, Lk below Hk; 0:255 takes\n"
+    "every value). OUTPUT is a one-channel mask: 255 where the pixel is selected,\n"
+    "0 elsewhere. Ranges do not wrap: a hue range across 0 needs two runs.\n"
+    "\n"
+    "options:\n"
+    "  --space SPACE    colour space the ranges apply in (three-channel spaces)\n"
+    "  --ranges LIST    the three ranges, LOW:HIGH each (required)\n"
+    "  --from SPACE     colour space of INPUT (default RGB)\n"
+    "  --any            select a pixel when any channel is in range (default: all)\n"
+    "  --invert         invert the mask\n"
+    OZU_TOOL_TYPE_HELP
+    "                   Default here u8: a 16-bit image converts into another\n"
+    "                   space only at 8 bits.\n"
+    "\n"
+    "example (saturated reds):\n"
+    "  ozu-color threshold --space HSV --ranges 0:30,100:255,50:255 in.png mask.png\n";
+
+constexpr const char* kDistanceUsage =
+    "usage: ozu-color distance --colour1 C1 --colour2 C2 [--type T] INPUT OUTPUT\n"
+    "\n"
+    "The relative colour distance image of a three-channel 8-bit image\n"
+    "(COL_CalcColorDistanceImage). With dk the squared distance of a pixel to Ck\n"
+    "divided by 765 (0 to 255), each output pixel is (d1 - d2) / (d2 + 1): 0\n"
+    "where the pixel is at least as near to C1 as to C2, growing as it lies\n"
+    "nearer to C2.\n"
+    "\n"
+    "options:\n"
+    "  --colour1 C      first reference colour: 0xRRGGBB, #RRGGBB or a decimal\n"
+    "  --colour2 C      second reference colour\n"
+    OZU_TOOL_TYPE_HELP
+    "                   Default here u8, the only type the operation takes.\n"
+    "\n"
+    "example (how much nearer to red than to grey):\n"
+    "  ozu-color distance --colour1 0x808080 --colour2 0xFF0000 in.png red.png\n";
+
+constexpr const char* kMaxContrastUsage =
+    "usage: ozu-color max-contrast --line X0,Y0,X1,Y1 [--width W] [--filter F]\n"
+    "                              [--candidates LIST] [--from SPACE] [--type T]\n"
+    "                              INPUT OUTPUT\n"
+    "\n"
+    "Finds the channel in which an edge crossing a line is strongest, among the\n"
+    "channels of INPUT as it is and of INPUT converted by each candidate, and\n"
+    "writes that channel of the whole image as one channel\n"
+    "(COL_GetMaxContrastPlane). The image is sampled along the line over a strip\n"
+    "W pixels wide; the step at a point is the difference of the samples\n"
+    "(F - 1) / 2 before and after it. Hue channels are rotated first so that\n"
+    "an object whose hue straddles 0/255 shows no false edge.\n"
+    "\n"
+    "options:\n"
+    "  --line LIST      the end points X0,Y0,X1,Y1, inside the image (required)\n"
+    "  --width W        odd width of the strip across the line (default 1); the\n"
+    "                   strip must stay inside the image\n"
+    "  --filter F       odd, from 3 to the line's length in pixels (default 3)\n"
+    "  --candidates L   conversions to try, FROM:TO each, such as RGB:HSV,RGB:YUV\n"
+    "                   (default none: only the channels of INPUT compete)\n"
+    "  --from SPACE     colour space of INPUT, recorded on it (default RGB)\n"
+    OZU_TOOL_TYPE_HELP
+    "\n"
+    "example:\n"
+    "  ozu-color max-contrast --line 10,40,200,40 --width 5 --filter 9 \\\n"
+    "      --candidates RGB:HSV,RGB:YUV in.png edge.png\n";
+
+struct ImageArguments {
+    std::string input;
+    std::string output;
+    int32_t type = 0;
+};
+
+ImageArguments image_arguments(const Arguments& args, const char* defaultType) {
+    args.expect_positional(2, 2, "INPUT OUTPUT");
+    ImageArguments result;
+    result.input = args.positional()[0];
+    result.output = args.positional()[1];
+    const auto type = args.value("type");
+    if (type) {
+        result.type = parse_pixel_type(*type);
+    } else if (defaultType != nullptr) {
+        result.type = parse_pixel_type(defaultType);
+    }
+    return result;
+}
+
+struct Range {
+    uint32_t low = 0;
+    uint32_t high = 0;
+};
+
+// "L1:H1,L2:H2,L3:H3". The bounds are whole numbers; whether they make a
+// range (at most 255, low below high) is the library's to decide.
+std::vector<Range> parse_ranges(const std::string& text) {
+    std::vector<Range> ranges;
+    size_t start = 0;
+    const auto malformed = [&] {
+        return ToolError(COL_ERR_RANGE, "bad --ranges '" + text +
+                                            "': expected three LOW:HIGH pairs such as "
+                                            "0:30,100:255,50:255");
+    };
+    while (true) {
+        const size_t comma = text.find(',', start);
+        const std::string part =
+            text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        const size_t colon = part.find(':');
+        if (colon == std::string::npos) throw malformed();
+        Range range;
+        try {
+            range.low = parse_uint32(part.substr(0, colon), "--ranges");
+            range.high = parse_uint32(part.substr(colon + 1), "--ranges");
+        } catch (const ToolError&) {
+            throw malformed();
+        }
+        ranges.push_back(range);
+        if (comma == std::string::npos) break;
+        start = comma + 1;
+    }
+    if (ranges.size() != 3) throw malformed();
+    return ranges;
+}
+
+void run_threshold(const Invocation& inv) {
+    const Arguments args(inv.words, {{"space", true}, {"ranges", true}, {"from", true},
+                                     {"any", false}, {"invert", false}, {"type", true}});
+    const ImageArguments files = image_arguments(args, "u8");
+    const int32_t space = parse_space(args.required("space"), "--space");
+    const int32_t from = parse_space(args.value_or("from", "RGB"), "--from");
+    const std::vector<Range> r = parse_ranges(args.required("ranges"));
+    const bool any = args.flag("any");
+    const bool invert = args.flag("invert");
+    const int32_t mode = (any ? 1 : 0) | (invert ? 2 : 0);
+    check_output_path(files.output, 1);
+
+    HostBuffer source = load_image(inv.out, files.input, files.type, from);
+    HostBuffer mask;
+    library_call("COL_Threshold", [&] {
+        return COL_Threshold(source.get(), mask.slot(), from, space, r[0].low, r[0].high, r[1].low,
+                             r[1].high, r[2].low, r[2].high, mode);
+    });
+    save_image(inv.out, mask.get(), files.output,
+               std::string(invert ? "0" : "255") + " where " + (any ? "any" : "all") +
+                   " of the channels of " + space_name(space) + " lie in their ranges, " +
+                   (invert ? "255" : "0") + " elsewhere");
+}
+
+void run_distance(const Invocation& inv) {
+    const Arguments args(inv.words, {{"colour1", true}, {"colour2", true}, {"type", true}});
+    const ImageArguments files = image_arguments(args, "u8");
+    const int32_t colour1 = parse_colour(args.required("colour1"), "--colour1");
+    const int32_t colour2 = parse_colour(args.required("colour2"), "--colour2");
+    check_output_path(files.output, 1);
+
+    HostBuffer source = load_image(inv.out, files.input, files.type);
+    HostBuffer distance;
+    library_call("COL_CalcColorDistanceImage", [&] {
+        return COL_CalcColorDistanceImage(source.get(), distance.slot(), colour1, colour2);
+    });
+    save_image(inv.out, distance.get(), files.output,
+               "0 where nearer to colour 1, growing towards 255 as nearer to colour 2");
+}
+
+std::vector<int32_t> parse_candidates(const std::string& text) {
+    std::vector<int32_t> codes;
+    if (text.empty()) return codes;
+    size_t start = 0;
+    while (true) {
+        const size_t comma = text.find(',', start);
+        const std::string part =
+            text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        const size_t colon = part.find(':');
+        if (colon == std::string::npos)
+            throw ToolError(COL_ERR_RANGE, "bad --candidates entry '" + part +
+                                               "': expected FROM:TO such as RGB:HSV");
+        const int32_t from = parse_space(part.substr(0, colon), "--candidates");
+        const int32_t to = parse_space(part.substr(colon + 1), "--candidates");
+        codes.push_back(static_cast<int32_t>(COL_CODE(from, to)));
+        if (comma == std::string::npos) break;
+        start = comma + 1;
+    }
+    return codes;
+}
+
+void run_max_contrast(const Invocation& inv) {
+    const Arguments args(inv.words, {{"line", true}, {"width", true}, {"filter", true},
+                                     {"candidates", true}, {"from", true}, {"type", true}});
+    const ImageArguments files = image_arguments(args, nullptr);
+    const std::vector<uint32_t> line = parse_uint32s(args.required("line"), 4, "--line");
+    const uint32_t width = parse_uint32(args.value_or("width", "1"), "--width");
+    const uint32_t filter = parse_uint32(args.value_or("filter", "3"), "--filter");
+    const std::vector<int32_t> candidates = parse_candidates(args.value_or("candidates", ""));
+    const int32_t from = parse_space(args.value_or("from", "RGB"), "--from");
+    check_output_path(files.output, 1);
+
+    if (&COL_GetMaxContrastPlane == nullptr)
+        throw ToolError(ENOSYS, "COL_GetMaxContrastPlane is not available in this libozu_color");
+    HostBuffer source = load_image(inv.out, files.input, files.type, from);
+    HostBuffer plane;
+    library_call("COL_GetMaxContrastPlane", [&] {
+        return COL_GetMaxContrastPlane(source.get(), plane.slot(), candidates.data(),
+                                       static_cast<uint32_t>(candidates.size()), line.data(), width,
+                                       filter);
+    });
+    save_image(inv.out, plane.get(), files.output,
+               "the channel of strongest contrast along the line");
+}
+
+}  // namespace
+
+const Command kThresholdCommand{"threshold", "mask of the pixels inside three channel ranges",
+                                kThresholdUsage, run_threshold};
+const Command kDistanceCommand{"distance", "relative distance to two reference colours",
+                               kDistanceUsage, run_distance};
+const Command kMaxContrastCommand{"max-contrast", "the channel of strongest edge along a line",
+                                  kMaxContrastUsage, run_max_contrast};
+
+}  // namespace ozu::tool

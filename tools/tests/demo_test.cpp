@@ -1,0 +1,61 @@
+// ozu-color demo: it must run every operation and produce every file its
+// page links to.
+
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "tool_test_support.h"
+
+namespace {
+
+using tool_test::run_tool;
+using tool_test::ScratchDir;
+
+TEST(Demo, ProducesEveryFileItsPageLinksTo) {
+    ScratchDir dir;
+    const std::string out = dir.file("demo");
+    const auto run = run_tool(dir, {"demo", out});
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_EQ(run.err, "");
+
+    const std::string page = tool_test::read_text(out + "/index.html");
+    ASSERT_FALSE(page.empty());
+    const std::regex reference("(?:href|src)=\"([^\"]+)\"");
+    std::set<std::string> files;
+    for (auto it = std::sregex_iterator(page.begin(), page.end(), reference);
+         it != std::sregex_iterator(); ++it)
+        files.insert((*it)[1]);
+    // The chart, its mosaic and one output per image step at the least.
+    EXPECT_GE(files.size(), 25u);
+    for (const std::string& file : files) {
+        EXPECT_TRUE(std::filesystem::is_regular_file(out + "/" + file)) << file;
+        EXPECT_GT(std::filesystem::file_size(out + "/" + file), 0u) << file;
+    }
+    EXPECT_EQ(page.find("failed:"), std::string::npos);
+}
+
+TEST(Demo, ShowsACommandOfEveryOperation) {
+    ScratchDir dir;
+    const std::string out = dir.file("demo");
+    const auto run = run_tool(dir, {"demo", out});
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    const std::string page = tool_test::read_text(out + "/index.html");
+    for (const char* command : {"convert", "twist", "to-grey", "to-colour", "threshold", "distance",
+                                "max-contrast", "demosaic", "spectral", "model long", "model short",
+                                "model extract", "model tint", "spaces", "version"})
+        EXPECT_NE(page.find(std::string("$ ozu-color ") + command), std::string::npos) << command;
+}
+
+TEST(Demo, PrintsWhereThePageIs) {
+    ScratchDir dir;
+    const std::string out = dir.file("nested/demo");
+    const auto run = run_tool(dir, {"demo", out});
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    const std::string expected = "demo page: " +
+                                 std::filesystem::absolute(out + "/index.html").lexically_normal().string() + "\n";
+    EXPECT_TRUE(run.out.ends_with(expected)) << run.out;
+}
+
+}  // namespace
