@@ -401,6 +401,63 @@ OZU_COLOR_API int32_t COL_Threshold(int32_t src, int32_t* dst, int32_t srcSpace,
 OZU_COLOR_API int32_t COL_CalcColorDistanceImage(int32_t src, int32_t* dst, int32_t colour1,
                                                  int32_t colour2);
 
+/**
+ * Finds the colour plane in which an edge across a line is strongest and
+ * writes that plane of the whole image out.
+ *
+ * The image is sampled along the segment (x0, y0)-(x1, y1) over @p lineWidth
+ * samples across it (bilinear), and the strip summed across into one profile
+ * per plane and block. The step of a profile at position k is
+ * |v[k - h] - v[k + h]|, h = (filterSize - 1) / 2, the ends repeated outward.
+ * Candidate 0 is the strip as it is; candidate k (1..@p count) the strip
+ * converted with conversion code candidates[k - 1]. In an HLS or HSV
+ * candidate, the hue plane of each block is first rotated so that the
+ * best two-class threshold of its histogram, t, moves to 128 (v becomes
+ * v + 128 - t modulo 256): an object whose hue straddles 0/255 then shows
+ * no false edge. The largest step wins (strictly larger: on a tie the
+ * earlier candidate, then the earlier block, plane and position win); the
+ * whole source, converted with the winning code (as it is for candidate 0),
+ * gives the winning plane of the winning block, hue planes rotated by the
+ * same shift through a 256-entry table, into the destination.
+ *
+ * The winner's colour space is read from its attribute 43: when the
+ * unconverted source wins, the source must carry a colour space, else the
+ * host's failure of that inquiry is the result. Hue rotation works on
+ * 8-bit data only: a 16-bit hue plane fails with the host's pixel type code.
+ *
+ * @warning On failure the buffers the search created so far (the strip, the
+ *          profiles, converted strips or image, plane views and tables) are
+ *          not freed, also not a view of the caller's source, which then
+ *          cannot be freed; only a successful call frees all of them.
+ *
+ * @param src colour image, kind 1 (its plane count is not checked).
+ * @param dst one-plane destination of kind 1 with the source's pixel type,
+ *        width and height; or -1 to create one with extents 1 and 1 (its
+ *        handle is written back, and kept when a later step fails).
+ * @param candidates @p count conversion codes (COL_CODE(from, to)).
+ * @param count number of candidates; 0 lets only the source's planes compete.
+ * @param line x0, y0, x1, y1: both end points inside the image, different.
+ * @param lineWidth odd, at least 1; the strip across the line must lie
+ *        inside the image.
+ * @param filterSize odd, 3 to the profile length max(|x1-x0|, |y1-y0|) + 1.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * checked in this order: COL_ERR_NO_BUFFER (-107) no source buffer;
+ * COL_ERR_BUFFER_KIND (-123) source not of kind 1; COL_ERR_PROFILE_ARGS
+ * (-111) an end point outside the image, equal end points, then a filter
+ * size above the profile length, even, or below 3, a line width even or 0,
+ * then a strip corner outside the image; after creating the destination
+ * when asked (a host failure passes its code on), COL_ERR_NO_BUFFER (-107),
+ * COL_ERR_BUFFER_KIND (-123) not kind 1, COL_ERR_PLANES (-500) not one
+ * plane, COL_ERR_PIXEL_TYPE (-106) another pixel type than the source's,
+ * COL_ERR_WIDTH (-501), COL_ERR_HEIGHT (-502) for the destination; any code
+ * of COL_ConvertColorSpace() passed on unchanged; the host's code when a
+ * host call fails.
+ */
+OZU_COLOR_API int32_t COL_GetMaxContrastPlane(int32_t src, int32_t* dst, const int32_t* candidates,
+                                              uint32_t count, const uint32_t* line,
+                                              uint32_t lineWidth, uint32_t filterSize);
+
 /**@}*/
 
 #ifdef __cplusplus
