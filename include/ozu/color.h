@@ -204,6 +204,61 @@ OZU_COLOR_API int32_t COL_ExtractModel(char* model, int32_t index, char* out, in
 /**@}*/
 
 /* ------------------------------------------------------------------------ */
+/** @name Model tinting
+ *  The colour look-up table that shows one channel of a model in the colour
+ *  it stands for.
+ */
+/**@{*/
+
+/**
+ * Fills a colour look-up table with the tint of a model's first channel.
+ *
+ * Channel 0 of @p model (as COL_ExtractModel() gives it) is reduced to its
+ * compact name with COL_ModelToShort(), and line 0 of the table's planes 0, 1
+ * and 2 (red, green, blue) receives a 256-entry ramp. For a linear tint,
+ * entry i of plane k is the low byte of trunc(f_k x i) + o_k:
+ * - "I": grey, black to white (f = 1, 1, 1);
+ * - "R", "G", "B": black to that primary (f = 1 on its plane);
+ * - "C", "M", "Yel": white to that colour (f = -1 on the red, green or blue
+ *   plane respectively, o = 255);
+ * - "S": f = 0.5, 0.5, -0.3 and o = 128, grey towards yellow (entry 255 is
+ *   255, 255, 52);
+ * - "H": the hue rainbow, six segments of 43, 43, 42, 42, 43 and 43 entries
+ *   moving one primary by 6 per entry: red, yellow, green, cyan, blue,
+ *   magenta;
+ * - any other channel must be named by its wavelength ("550nm"): black to
+ *   the RGB colour COL_SpectralToColor() gives for it (o = 0).
+ *
+ * A whole-model name is taken in its channel-list form, so "RGB" tints red
+ * and "YCC" or "YIQ", whose first channel "Y" is read as yellow, tint white
+ * to yellow. The table is read before it is overwritten in full; it is left
+ * unchanged by any failure.
+ *
+ * @param model zero-terminated model name or channel list; not modified (the
+ *        extraction works on a copy).
+ * @param lut points to the table's handle: an existing buffer 256 wide with
+ *        three planes of signed or unsigned 8-bit pixels, or -1 to create
+ *        one (256 x 1, three planes, unsigned 8-bit, kind 2), whose handle is
+ *        written back and stays the caller's even when a later check fails.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * checked in this order: COL_ERR_NULL_POINTER (-101) when @p model or @p lut
+ * is null; the host's code when creating the table fails;
+ * COL_ERR_NO_BUFFER (-107) no such buffer; COL_ERR_PLANES (-500) not three
+ * planes; COL_ERR_WIDTH (-501) width not 256; COL_ERR_PIXEL_TYPE (-106) not
+ * 8-bit; then any code of COL_ExtractModel() and COL_ModelToShort() on the
+ * model, passed on unchanged (COL_ERR_COLOR_SPACE (-506) for a token that is
+ * neither a channel name nor a wavelength 380..779, "300nm" included);
+ * COL_ERR_RANGE (-505) for a known channel with no tint ("V", "L", "Q", "U",
+ * "X601", "Y601", ...) or an empty model; any code of COL_SpectralToColor();
+ * the host's code when reading or writing the table fails.
+ * @see COL_ExtractModel, COL_ModelToShort, COL_SpectralToColor
+ */
+OZU_COLOR_API int32_t COL_ModelTinting(const char* model, int32_t* lut);
+
+/**@}*/
+
+/* ------------------------------------------------------------------------ */
 /** @name Colour transforms: weighted grey and colour, colour twist
  *  Whole-image transforms between buffers of the same size and extents. The
  *  destination handle is passed by pointer: -1 asks the entry to create the
