@@ -1,0 +1,198 @@
+// Helpers shared by the colour module's tests: buffers of the host library,
+// typed plane access, seeded pixels and the check of an entry's error code.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <ozu/base.h>
+
+#include "frame/pixel_types.h"
+
+// A failing entry returns 0 and leaves exactly `code` in the error slot. The
+// slot is cleared first, so a code left by an earlier call cannot pass.
+#define EXPECT_COL_ERROR(code, call)            \
+    do {                                        \
+        IPL_SetErrorCode(0);                    \
+        EXPECT_EQ((call), 0);                   \
+        EXPECT_EQ(IPL_GetErrorCode2(), (code)); \
+    } while (0)
+
+namespace ozu_test {
+
+// Owns one host buffer and frees it at the end of the scope. handle() is -1
+// after a failed allocation (the test has then already failed).
+class Buffer {
+public:
+    Buffer() = default;
+    explicit Buffer(int32_t handle) : handle_(handle) {}
+    Buffer(const Buffer&) = delete;
+    Buffer& operator=(const Buffer&) = delete;
+    ~Buffer() {
+        if (handle_ != -1) IPL_BufFree(handle_);
+    }
+    int32_t handle() const { return handle_; }
+    // For entries that create their result: pass &slot, -1 on the way in.
+    int32_t* slot() { return &handle_; }
+
+private:
+    int32_t handle_ = -1;
+};
+
+// Allocates an image buffer (kind 1 unless told); -1 and a test failure when
+// the host refuses.
+inline int32_t make_image(int32_t width, int32_t height, int32_t planes, int32_t type,
+                          int32_t ext2 = 1, int32_t ext3 = 1, int32_t kind = BASE_KIND_IMAGE,
+                          int32_t flags = 0) {
+    int32_t h = -1;
+    EXPECT_EQ(IPL_BufAlloc(&h, width, height, planes, ext2, ext3, type, kind, flags), 1);
+    return h;
+}
+
+inline int32_t attribute(int32_t h, int32_t attr) {
+    int32_t value = -12345;
+    EXPECT_EQ(IPL_BufInquire(h, attr, &value), 1);
+    return value;
+}
+
+// Writes a packed width x height plane of block (i, j).
+template <class T>
+void write_plane(int32_t h, int32_t plane, const std::vector<T>& data, int32_t i = 0,
+                 int32_t j = 0) {
+    const int32_t width = attribute(h, BASE_ATTR_WIDTH);
+    const int32_t height = attribute(h, BASE_ATTR_HEIGHT);
+    ASSERT_EQ(data.size(), size_t(width) * size_t(height));
+    ASSERT_EQ(IPL_PutBufDataEx(h, 0, 0, plane, i, j, width, height, 0,
+                               width * int32_t(sizeof(T)), data.data(), ozu::PixelTraits<T>::code),
+              1);
+}
+
+// Reads plane `plane` of block (i, j), packed line by line.
+template <class T>
+std::vector<T> read_plane(int32_t h, int32_t plane, int32_t i = 0, int32_t j = 0) {
+    const int32_t width = attribute(h, BASE_ATTR_WIDTH);
+    const int32_t height = attribute(h, BASE_ATTR_HEIGHT);
+    std::vector<T> data(size_t(width) * size_t(height));
+    EXPECT_EQ(IPL_GetBufDataEx(h, 0, 0, plane, i, j, width, height, 0,
+                               width * int32_t(sizeof(T)), data.data(), ozu::PixelTraits<T>::code),
+              1);
+    return data;
+}
+
+// n pixels of type T, the same on every host for the same seed: the raw
+// mt19937 output (fully specified by the standard) cut to the element width.
+template <class T>
+std::vector<T> seeded_pixels(size_t n, uint32_t seed) {
+    std::mt19937 engine(seed);
+    std::vector<T> data(n);
+    for (auto& v : data) v = static_cast<T>(engine());
+    return data;
+}
+
+}  // namespace ozu_test
+
+// ---------------------------------------------------------------------------
+// Line kernels: (source, destination) element-type pairs for typed tests, and
+// three-plane lines in the shape the kernels take.
+
+namespace ozu_test {
+
+template <class S, class D>
+struct TypePair {
+    using Src = S;
+    using Dst = D;
+};
+
+// The sixteen pairs of the four image pixel types.
+using AllPixelPairs = ::testing::Types<
+    TypePair<int8_t, int8_t>, TypePair<int8_t, uint8_t>, TypePair<int8_t, int16_t>,
+    TypePair<int8_t, uint16_t>, TypePair<uint8_t, int8_t>, TypePair<uint8_t, uint8_t>,
+    TypePair<uint8_t, int16_t>, TypePair<uint8_t, uint16_t>, TypePair<int16_t, int8_t>,
+    TypePair<int16_t, uint8_t>, TypePair<int16_t, int16_t>, TypePair<int16_t, uint16_t>,
+    TypePair<uint16_t, int8_t>, TypePair<uint16_t, uint8_t>, TypePair<uint16_t, int16_t>,
+    TypePair<uint16_t, uint16_t>>;
+// The sixteen and the 32-bit working pair.
+using AllPixelPairsAndWorking = ::testing::Types<
+    TypePair<int8_t, int8_t>, TypePair<int8_t, uint8_t>, TypePair<int8_t, int16_t>,
+    TypePair<int8_t, uint16_t>, TypePair<uint8_t, int8_t>, TypePair<uint8_t, uint8_t>,
+    TypePair<uint8_t, int16_t>, TypePair<uint8_t, uint16_t>, TypePair<int16_t, int8_t>,
+    TypePair<int16_t, uint8_t>, TypePair<int16_t, int16_t>, TypePair<int16_t, uint16_t>,
+    TypePair<uint16_t, int8_t>, TypePair<uint16_t, uint8_t>, TypePair<uint16_t, int16_t>,
+    TypePair<uint16_t, uint16_t>, TypePair<int32_t, int32_t>>;
+// The four same-type pairs and the 32-bit working pair.
+using SameTypePairsAndWorking =
+    ::testing::Types<TypePair<int8_t, int8_t>, TypePair<uint8_t, uint8_t>,
+                     TypePair<int16_t, int16_t>, TypePair<uint16_t, uint16_t>,
+                     TypePair<int32_t, int32_t>>;
+
+// Position of an element type in int8, uint8, int16, uint16, int32 order.
+template <class T> inline constexpr int kTypeIndex = -1;
+template <> inline constexpr int kTypeIndex<int8_t> = 0;
+template <> inline constexpr int kTypeIndex<uint8_t> = 1;
+template <> inline constexpr int kTypeIndex<int16_t> = 2;
+template <> inline constexpr int kTypeIndex<uint16_t> = 3;
+template <> inline constexpr int kTypeIndex<int32_t> = 4;
+
+// Row of a pair in the lists above: 4 x source + destination for the
+// sixteen, 16 for the working pair; in SameTypePairsAndWorking the source's
+// index.
+template <class S, class D>
+constexpr int pair_row() {
+    return kTypeIndex<S> == 4 ? 16 : 4 * kTypeIndex<S> + kTypeIndex<D>;
+}
+
+// Names typed tests after their pair: "int8_to_uint16".
+struct TypePairName {
+    template <class T> static const char* type_name() {
+        constexpr int i = kTypeIndex<T>;
+        return i == 0 ? "int8" : i == 1 ? "uint8" : i == 2 ? "int16" : i == 3 ? "uint16" : "int32";
+    }
+    template <class P> static std::string GetName(int) {
+        return std::string(type_name<typename P::Src>()) + "_to_" + type_name<typename P::Dst>();
+    }
+};
+
+// Three planes of one image line with the pointer arrays a line kernel takes:
+// in() as its source, out() as its destination.
+template <class T>
+class Line3 {
+public:
+    explicit Line3(size_t width, T fill = T{})
+        : Line3(std::vector<T>(width, fill), std::vector<T>(width, fill), std::vector<T>(width, fill)) {}
+    Line3(std::vector<T> p0, std::vector<T> p1, std::vector<T> p2)
+        : plane{std::move(p0), std::move(p1), std::move(p2)} {
+        for (int i = 0; i < 3; ++i) {
+            out_[i] = plane[i].data();
+            in_[i] = plane[i].data();
+        }
+    }
+    Line3(const Line3&) = delete;
+    Line3& operator=(const Line3&) = delete;
+
+    const T* const* in() const { return in_; }
+    T* const* out() { return out_; }
+
+    std::vector<T> plane[3];
+
+private:
+    T* out_[3];
+    const T* in_[3];
+};
+
+// Expects plane i of `line` to hold expected[i][0..N-1]; a mismatch names the
+// plane and the pixel.
+template <class T, size_t N>
+void expect_planes(const Line3<T>& line, const int64_t (&expected)[3][N]) {
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_GE(line.plane[i].size(), N);
+        for (size_t x = 0; x < N; ++x)
+            EXPECT_EQ(int64_t{line.plane[i][x]}, expected[i][x]) << "plane " << i << ", pixel " << x;
+    }
+}
+
+}  // namespace ozu_test
