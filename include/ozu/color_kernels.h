@@ -117,6 +117,37 @@ OZU_COLOR_API extern const uint8_t RGB2HSV_Saturation[65536];
 
 /**@}*/
 
+/**
+ * Demosaics a single-plane 8-bit Bayer raw buffer into RGB (three planes) or
+ * intensity (one plane) through the host's converter; raw to YUV has no
+ * conversion and always fails.
+ *
+ * The source's descriptor supplies the Bayer parity (used when it is 0..3,
+ * else the converter's default 0) and the look-up tables: gains c0, c2, c4
+ * each multiplied by c6, offsets c1, c3, c5. The host's pointers are taken in
+ * read mode and neither buffer is locked. An intensity result is copied into
+ * plane 0 as one block of width x height bytes, whatever the destination's
+ * line pitch: a padded destination receives the rows back to back.
+ * @param src source buffer handle (one plane, with pixel data).
+ * @param dst points to the destination handle (three planes for RGB, one for
+ *        intensity, the source's width and height).
+ * @param srcType,dstType pixel type codes; only 1 and 2 are served.
+ * @param code 0x00100800 (raw to RGB), 0x00020800 (raw to intensity) or
+ *        0x04000800 (raw to YUV, always 0).
+ * @return nonzero on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_NO_BUFFER (-107) for a handle that names no buffer and
+ * COL_ERR_BAYER_MEMORY (-105) for a buffer without pixel data are recorded
+ * and thrown as an int, for the calling entry's frame. Every other failure
+ * returns 0 and records nothing, leaving the host's current code: a type code
+ * outside 1..2, a -1 handle, wrong planes or size, another code, a refused
+ * host call, raw to YUV. An exception of the host's converter
+ * (std::invalid_argument, e.g. for an image one pixel wide or high) is not
+ * caught here; everything taken is handed back first.
+ */
+OZU_COLOR_API int32_t colk_convert_bm(int32_t src, int32_t* dst, int32_t srcType, int32_t dstType,
+                                      int32_t code);
+
 /* ------------------------------------------------------------------------ */
 /** @name Colour analysis kernels */
 /**@{*/

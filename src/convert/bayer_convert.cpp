@@ -1,0 +1,219 @@
+// colk_convert_bm: Bayer raw images to RGB and intensity through the host's
+// demosaic.
+//
+// The host's converter works on packed images described by TIMAGE records.
+// The source plane is wrapped as it lies in the buffer; the converter writes a
+// packed temporary image, which is then spread into the destination planes.
+// Everything taken on the way (host pointers, records, the temporary array) is
+// held by a scoped owner, so an early return or an exception of the converter
+// hands it all back, in reverse order of taking.
+#include "convert/bayer_convert.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+
+#include <ozu/base.h>
+#include <ozu/bayer.h>
+#include <ozu/color_kernels.h>
+
+#include "convert/color_space_names.h"
+#include "frame/entry_frame.h"
+#include "frame/error_codes.h"
+#include "frame/pixel_types.h"
+
+namespace ozu {
+namespace {
+
+constexpr uint32_t kRawToRGB = make_code(kSpaceBayer, kSpaceRGB);
+constexpr uint32_t kRawToI = make_code(kSpaceBayer, kSpaceI);
+constexpr uint32_t kRawToYUV = make_code(kSpaceBayer, kSpaceYUV);
+// Any code whose destination half names intensity wants a one-plane result.
+constexpr uint32_t kIntensityBit = make_code(0, kSpaceI);
+
+// One plane of block (0, 0) lent by the host over the whole image, handed
+// back with the same arguments when the owner goes. Every pointer of the
+// Bayer path is taken in read mode, the destination's included, and neither
+// buffer is locked. The whole image lies inside the block, so the host lends
+// the buffer's own memory rather than a staging copy, and what is written
+// through a read-mode pointer stays in the buffer.
+class LentPlane {
+public:
+    LentPlane() = default;
+    LentPlane(const LentPlane&) = delete;
+    LentPlane& operator=(const LentPlane&) = delete;
+    ~LentPlane() { release(); }
+
+    // False, with the host's code left in the slot, when the host refuses.
+    bool take(int32_t handle, int32_t plane, int32_t width, int32_t height) {
+        void* pointer = nullptr;
+        if (!IPL_GetPtrEx(handle, BASE_MODE_READ, 0, 0, plane, 0, 0, width, height, &pitch_,
+                          &pointer))
+            return false;
+        handle_ = handle;
+        plane_ = plane;
+        width_ = width;
+        height_ = height;
+        pointer_ = static_cast<uint8_t*>(pointer);
+        return true;
+    }
+
+    void release() noexcept {
+        if (pointer_ == nullptr) return;
+        IPL_ReleasePtrEx(handle_, BASE_MODE_READ, 0, 0, plane_, 0, 0, width_, height_, pointer_);
+        pointer_ = nullptr;
+    }
+
+    uint8_t* data() const { return pointer_; }
+    int32_t pitch() const { return pitch_; }
+
+private:
+    int32_t handle_ = -1;
+    int32_t plane_ = 0;
+    int32_t width_ = 0;
+    int32_t height_ = 0;
+    int32_t pitch_ = 0;
+    uint8_t* pointer_ = nullptr;
+};
+
+// A CLPIMAGE holding a fresh all-zero record. A failed calloc leaves it
+// without one, and setImage then refuses it like any other bad argument.
+CLPIMAGE new_image() { return CLPIMAGE(static_cast<TIMAGE*>(std::calloc(1, sizeof(TIMAGE)))); }
+
+// The descriptor of a caller's buffer, after the two checks that raise: the
+// buffer must exist and must hold pixel data.
+const BASE_Buffer& checked_descriptor(int32_t handle) {
+    if (!BASE_IsBufferExistent(handle)) raise(kErrNoBuffer);
+    const BASE_Buffer* descriptor = BASE_GetAtBuffer(handle);
+    if (descriptor == nullptr) raise(kErrNoBuffer);
+    if (descriptor->dataPresent == 0) raise(kErrBayerMemory);
+    return *descriptor;
+}
+
+// Bytes per pixel of the packed temporary image for a code: RGB32 keeps a
+// fourth byte per pixel, intensity one; raw to YUV is sized at two although
+// nothing is ever converted into it.
+int32_t packed_bytes_per_pixel(uint32_t code) {
+    if (code == kRawToRGB) return 4;
+    if (code == kRawToI) return 1;
+    return 2;
+}
+
+}  // namespace
+
+template <class S, class D>
+int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D*) {
+    const uint32_t ucode = static_cast<uint32_t>(code);
+    if (source == -1 || destination == -1) return 0;
+
+    const BASE_Buffer& src = checked_descriptor(source);
+    if (src.planes != 1) return 0;
+    const BASE_Buffer& dst = checked_descriptor(destination);
+    if (dst.planes != ((ucode & kIntensityBit) != 0 ? 1 : 3)) return 0;
+    if (dst.width != src.width || dst.height != src.height) return 0;
+    const int32_t width = src.width;
+    const int32_t height = src.height;
+
+    // The descriptor's parity counts only when it names one of the four
+    // cells; anything else (-1 on a new buffer) keeps the converter's own.
+    CBMConvert converter;
+    const int32_t parity =
+        static_cast<uint32_t>(src.bayerParity) <= 3u ? src.bayerParity : converter.Parity();
+    converter.SetParity(parity);
+
+    // Gains are scaled by the common factor c6; offsets are taken as they are.
+    const double* c = src.colorCorrection;
+    const double lut[6] = {c[0] * c[6], c[1], c[2] * c[6], c[3], c[4] * c[6], c[5]};
+    bool lutsReady = false;
+
+    LentPlane rawPlane;
+    if (!rawPlane.take(source, 0, width, height)) return 0;
+    CLPIMAGE raw = new_image();
+    if (raw.setImage(rawPlane.data(), width, height, rawPlane.pitch(), src.bitsPerSample, 0) < 0)
+        return 0;
+
+    if (ucode != kRawToRGB && ucode != kRawToI && ucode != kRawToYUV) return 0;
+    const int32_t bytesPerPixel = packed_bytes_per_pixel(ucode);
+    const int64_t lineBytes = int64_t{width} * bytesPerPixel;
+    const uint64_t arrayBytes = uint64_t(lineBytes) * uint64_t(height);
+    if (lineBytes > std::numeric_limits<int32_t>::max() ||
+        arrayBytes > std::numeric_limits<size_t>::max())
+        return 0;
+    // Value-initialised: the array starts zero-filled.
+    std::unique_ptr<uint8_t[]> array(new (std::nothrow) uint8_t[size_t(arrayBytes)]());
+    if (!array) return 0;
+    CLPIMAGE packed = new_image();
+    if (packed.setImage(array.get(), width, height, int32_t(lineBytes),
+                        src.bitsPerSample * bytesPerPixel, 0) < 0)
+        return 0;
+
+    const auto setup_luts = [&] {
+        if (lutsReady) return;
+        converter.SetupLUTs(lut[0], lut[1], lut[2], lut[3], lut[4], lut[5]);
+        lutsReady = true;
+    };
+    if (ucode == kRawToI) {
+        setup_luts();
+        converter.RawToMono8(raw.lpi(), packed.lpi());
+    } else if (ucode == kRawToRGB) {
+        setup_luts();
+        converter.RawToRGB32(raw.lpi(), packed.lpi());
+    } else {
+        // There is no demosaic into YUV: the request fails, leaving whatever
+        // code the host holds.
+        return 0;
+    }
+
+    const int32_t planes = ucode == kRawToRGB ? 3 : 1;
+    LentPlane out[3];
+    for (int32_t p = 0; p < planes; ++p)
+        if (!out[p].take(destination, p, width, height)) return 0;
+
+    const uint8_t* in = array.get();
+    if (ucode == kRawToRGB) {
+        // Bytes 0, 1, 2 of each packed pixel are R, G, B; byte 3 is dropped.
+        for (int32_t y = 0; y < height; ++y) {
+            const uint8_t* pixel = in + size_t(y) * size_t(lineBytes);
+            D* line[3];
+            for (int32_t p = 0; p < 3; ++p)
+                line[p] = reinterpret_cast<D*>(out[p].data() + size_t(y) * size_t(out[p].pitch()));
+            for (int32_t x = 0; x < width; ++x, pixel += 4)
+                for (int32_t p = 0; p < 3; ++p) line[p][x] = static_cast<D>(pixel[p]);
+        }
+    } else {
+        // One block copy of the packed rows, the destination's line pitch
+        // deliberately left out of it: a padded destination receives the
+        // rows back to back.
+        std::memcpy(out[0].data(), in, size_t(arrayBytes));
+    }
+
+    rawPlane.release();
+    for (int32_t p = 0; p < planes; ++p) out[p].release();
+    array.reset();
+    raw.free_lpi();
+    packed.free_lpi();
+    return 1;
+}
+
+#define OZU_X(S, D) template int32_t tmpl_convert_bm<S, D>(int32_t, int32_t, int32_t, S*, D*);
+OZU_ALL_PIXEL_PAIRS(OZU_X)
+#undef OZU_X
+
+}  // namespace ozu
+
+extern "C" OZU_COLOR_API int32_t colk_convert_bm(int32_t src, int32_t* dst, int32_t srcType,
+                                                 int32_t dstType, int32_t code) {
+    // Only 8-bit mosaics are demosaiced: anything wider is turned away here,
+    // without a code of its own, before the pair is dispatched.
+    if (srcType < 1 || srcType > 2 || dstType < 1 || dstType > 2) return 0;
+    const auto result = ozu::dispatch_pixel_pair(srcType, dstType, [&](auto* s, auto* d) {
+        return ozu::tmpl_convert_bm(src, *dst, code, s, d);
+    });
+    if (!result) {
+        IPL_SetErrorCode(ozu::kErrPixelType);
+        return 0;
+    }
+    return *result;
+}
