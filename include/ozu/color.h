@@ -359,6 +359,53 @@ OZU_COLOR_API int32_t COL_ColorTwist(int32_t src, int32_t* dst, const double* tw
 
 /**@}*/
 
+/**
+ * Converts a whole image from one colour space into another.
+ *
+ * The source space is the low half of @p code (read unsigned), the destination
+ * space the high half (read signed). A high half of 0 takes the low half as
+ * the destination and the source's recorded colour space (attribute 43) as the
+ * source; a code of 0 takes both spaces from the buffers' records.
+ * Checks, in order: spaces resolved and different; source exists, is not of
+ * kind 14, has 1 plane (I, Bayer raw) or 3, pixel type 1..4; the destination
+ * is created when *@p dst is -1 (and kept even if a later check fails);
+ * destination exists, is not of kind 14 or 15, has 1 plane (I) or 3, a pixel
+ * type of the source's width; width, height, extent 3, extent 2 equal.
+ * Bayer raw to RGB, YUV and I go to colk_convert_bm, every other code to
+ * colk_convert.
+ * @param src source buffer handle.
+ * @param dst points to the destination handle, or to -1 to create one of the
+ *        source's size and pixel type.
+ * @param code conversion code, COL_CODE(from, to).
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_COLOR_SPACE (-506) equal or undeterminable spaces;
+ * COL_ERR_NO_BUFFER (-107); COL_ERR_BUFFER_KIND (-123); COL_ERR_PLANES (-500);
+ * COL_ERR_PIXEL_TYPE (-106) type outside 1..4 or 8/16-bit widths mixed;
+ * COL_ERR_WIDTH (-501); COL_ERR_HEIGHT (-502); COL_ERR_EXTENT3 (-504);
+ * COL_ERR_EXTENT2 (-503); COL_ERR_BAYER_MEMORY (-105) from the Bayer path;
+ * the host's code when a host call fails.
+ * @see colk_convert, colk_convert_bm
+ */
+OZU_COLOR_API int32_t COL_ConvertColorSpace(int32_t src, int32_t* dst, uint32_t code);
+
+/**
+ * The colour of light of one wavelength in a colour space, as three values
+ * in 0.0..1.0. Only the chromaticity counts (the brightness is discarded);
+ * wavelengths use the 5 nm row at or below them (383 nm reads 380 nm).
+ * @param wavelength nanometres, 380..779.
+ * @param space 1 CMY, 2 I, 4 HLS, 8 HSV, 16 RGB; 32, 64, 128, 256, 512 and
+ *        1024 are accepted and give the RGB values, exactly as 16.
+ * @param out0, out1, out2 receive the three components; untouched on failure.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_WAVELENGTH (-507) outside 380..779 nm;
+ * COL_ERR_COLOR_SPACE (-506) any other identifier.
+ * @see colk_spectral, COL_ModelTinting
+ */
+OZU_COLOR_API int32_t COL_SpectralToColor(int32_t wavelength, int32_t space, double* out0,
+                                          double* out1, double* out2);
+
 /* ------------------------------------------------------------------------ */
 /** @name Colour analysis: threshold, distance image, maximum-contrast plane
  *  Segmentation and measurement of three-plane colour images. The

@@ -117,6 +117,27 @@ OZU_COLOR_API extern const uint8_t RGB2HSV_Saturation[65536];
 
 /**@}*/
 
+/* ---- Colour-space conversion ------------------------------------------- */
+
+/**
+ * Converts buffer @p src into buffer *@p dst for a packed conversion code
+ * (destination identifier << 16 | source identifier), line by line through at
+ * most two line kernels, then records the destination's colour space
+ * (attribute 43) on success only. The buffers are not checked beyond their
+ * pixel types: COL_ConvertColorSpace does that.
+ * @param src source buffer, locked for reading during the walk.
+ * @param dst points to the destination handle, locked for writing.
+ * @param srcType, dstType pixel type codes 1..4 of the two buffers.
+ * @param code packed conversion code; equal spaces only adapt the range.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_PIXEL_TYPE (-106) for a type pair outside 1..4;
+ * COL_ERR_WIDTH (-501) for a destination wider than the source;
+ * otherwise the host's code of a failed lock, pointer request or release.
+ */
+OZU_COLOR_API int32_t colk_convert(int32_t src, int32_t* dst, int32_t srcType, int32_t dstType,
+                                   int32_t code);
+
 /**
  * Demosaics a single-plane 8-bit Bayer raw buffer into RGB (three planes) or
  * intensity (one plane) through the host's converter; raw to YUV has no
@@ -147,6 +168,24 @@ OZU_COLOR_API extern const uint8_t RGB2HSV_Saturation[65536];
  */
 OZU_COLOR_API int32_t colk_convert_bm(int32_t src, int32_t* dst, int32_t srcType, int32_t dstType,
                                       int32_t code);
+
+/* ---- Colour of a wavelength ------------------------------------------- */
+
+/**
+ * The colour of monochromatic light as three components in 0.0..1.0: the
+ * chromaticity of the wavelength's 5 nm table row (the row at or below it),
+ * EBU RGB with D65 white, then the requested space: 1 CMY, 2 I (component 0
+ * is the grey value, 1 and 2 keep G and B), 4 HLS, 8 HSV; 16 RGB; 32, 64,
+ * 128, 256, 512 and 1024 report the RGB values exactly as 16 does.
+ * @param wavelength nanometres, 380..779; any other value returns 0 without
+ *        a code (the entry reports it as COL_ERR_WAVELENGTH first).
+ * @param space colour-space identifier.
+ * @param out0, out1, out2 receive the components; untouched on failure.
+ * @return 1 on success; 0 for an identifier not listed or a wavelength
+ *         outside 380..779, recording no code.
+ */
+OZU_COLOR_API int32_t colk_spectral(int32_t wavelength, int32_t space, double* out0, double* out1,
+                                    double* out2);
 
 /* ------------------------------------------------------------------------ */
 /** @name Colour analysis kernels */
