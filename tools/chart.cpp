@@ -9,12 +9,32 @@ namespace {
 
 constexpr uint32_t kPatches[2 * kPatchesPerRow] = {
     // primaries, secondaries, white and black
-    0xFF0000, 0x00FF00, 0x0000FF, 0x00FFFF, 0xFF00FF, 0xFFFF00, 0xFFFFFF, 0x000000,
+    0xFF0000,
+    0x00FF00,
+    0x0000FF,
+    0x00FFFF,
+    0xFF00FF,
+    0xFFFF00,
+    0xFFFFFF,
+    0x000000,
     // greys
-    0x404040, 0x808080, 0xC0C0C0, 0x202020,
+    0x404040,
+    0x808080,
+    0xC0C0C0,
+    0x202020,
     // everyday colours: skin tones, foliage, sky, brick, ...
-    0xE0AC69, 0x8D5524, 0x4F7942, 0x87CEEB, 0xB22222, 0xFF8C00, 0x6A5ACD, 0x2E8B57,
-    0xF5DEB3, 0x800000, 0x008080, 0xFFC0CB,
+    0xE0AC69,
+    0x8D5524,
+    0x4F7942,
+    0x87CEEB,
+    0xB22222,
+    0xFF8C00,
+    0x6A5ACD,
+    0x2E8B57,
+    0xF5DEB3,
+    0x800000,
+    0x008080,
+    0xFFC0CB,
 };
 
 uint16_t to_byte(double v) {
@@ -29,12 +49,25 @@ void hsl_to_rgb(double hue, double saturation, double lightness, double rgb[3]) 
     const double sector = hue / 60.0;
     const double x = chroma * (1.0 - std::fabs(std::fmod(sector, 2.0) - 1.0));
     double r = 0, g = 0, b = 0;
-    if (sector < 1) { r = chroma; g = x; }
-    else if (sector < 2) { r = x; g = chroma; }
-    else if (sector < 3) { g = chroma; b = x; }
-    else if (sector < 4) { g = x; b = chroma; }
-    else if (sector < 5) { r = x; b = chroma; }
-    else { r = chroma; b = x; }
+    if (sector < 1) {
+        r = chroma;
+        g = x;
+    } else if (sector < 2) {
+        r = x;
+        g = chroma;
+    } else if (sector < 3) {
+        g = chroma;
+        b = x;
+    } else if (sector < 4) {
+        g = x;
+        b = chroma;
+    } else if (sector < 5) {
+        r = x;
+        b = chroma;
+    } else {
+        r = chroma;
+        b = x;
+    }
     const double m = lightness - chroma / 2.0;
     rgb[0] = r + m;
     rgb[1] = g + m;
@@ -57,7 +90,8 @@ Raster make_chart() {
     }
     for (int32_t y = kRampTop; y < kRampTop + kRampLines; ++y)
         for (int32_t x = 0; x < kChartWidth; ++x)
-            for (int32_t c = 0; c < 3; ++c) chart.at(x, y, c) = to_byte(x / double(kChartWidth - 1));
+            for (int32_t c = 0; c < 3; ++c)
+                chart.at(x, y, c) = to_byte(x / double(kChartWidth - 1));
     for (int32_t y = kPatchTop; y < kChartHeight; ++y) {
         const int32_t row = (y - kPatchTop) / kPatchHeight;
         for (int32_t x = 0; x < kChartWidth; ++x) {

@@ -16,12 +16,13 @@ namespace ozu::tool {
 namespace {
 
 bool is_option_word(const std::string& word) {
-    return word.size() >= 2 && word[0] == '-' && !std::isdigit(static_cast<unsigned char>(word[1])) &&
-           word[1] != '.';
+    return word.size() >= 2 && word[0] == '-' &&
+           !std::isdigit(static_cast<unsigned char>(word[1])) && word[1] != '.';
 }
 
 [[noreturn]] void bad_value(const char* what, const std::string& text, const char* expected) {
-    throw ToolError(COL_ERR_RANGE, std::string("bad ") + what + " '" + text + "': expected " + expected);
+    throw ToolError(COL_ERR_RANGE,
+                    std::string("bad ") + what + " '" + text + "': expected " + expected);
 }
 
 std::vector<std::string> split_commas(const std::string& text) {
@@ -29,7 +30,8 @@ std::vector<std::string> split_commas(const std::string& text) {
     size_t start = 0;
     while (true) {
         const size_t comma = text.find(',', start);
-        parts.push_back(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+        parts.push_back(
+            text.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
         if (comma == std::string::npos) break;
         start = comma + 1;
     }
@@ -48,7 +50,8 @@ bool all_digits(const std::string& text, bool allowMinus) {
 
 }  // namespace
 
-Arguments::Arguments(const std::vector<std::string>& words, std::initializer_list<OptionSpec> specs) {
+Arguments::Arguments(const std::vector<std::string>& words,
+                     std::initializer_list<OptionSpec> specs) {
     bool optionsEnded = false;
     for (size_t k = 0; k < words.size(); ++k) {
         const std::string& word = words[k];
@@ -129,8 +132,9 @@ int32_t parse_space(const std::string& name, const char* option) {
     // An unknown name is no error to the library (it answers 0); to the tool
     // it is, with the library's code for an invalid colour space.
     if (id == 0)
-        throw ToolError(COL_ERR_COLOR_SPACE, std::string("unknown colour space '") + name + "' for " +
-                                                 option + " (names are case-sensitive; see 'ozu-color spaces')");
+        throw ToolError(COL_ERR_COLOR_SPACE,
+                        std::string("unknown colour space '") + name + "' for " + option +
+                            " (names are case-sensitive; see 'ozu-color spaces')");
     return id;
 }
 
@@ -141,7 +145,8 @@ int32_t parse_pixel_type(const std::string& name) {
 }
 
 double parse_double(const std::string& text, const char* what) {
-    if (text.empty() || std::isspace(static_cast<unsigned char>(text[0]))) bad_value(what, text, "a number");
+    if (text.empty() || std::isspace(static_cast<unsigned char>(text[0])))
+        bad_value(what, text, "a number");
     char* end = nullptr;
     errno = 0;
     const double value = std::strtod(text.c_str(), &end);

@@ -17,9 +17,8 @@ HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, 
     const int32_t native = raster.depth == 8 ? BASE_TYPE_U8 : BASE_TYPE_U16;
     HostBuffer buffer = raster_to_buffer(raster, type == 0 ? native : type);
     if (space != 0) {
-        library_call("IPL_BufControl", [&] {
-            return IPL_BufControl(buffer.get(), BASE_ATTR_COLOR_SPACE, &space);
-        });
+        library_call("IPL_BufControl",
+                     [&] { return IPL_BufControl(buffer.get(), BASE_ATTR_COLOR_SPACE, &space); });
     }
     return buffer;
 }
@@ -70,8 +69,8 @@ std::string channel_meaning(int32_t space) {
     if (channels.size() <= 1) return name;
     std::string meaning;
     for (size_t k = 0; k < channels.size(); ++k)
-        meaning += (k == 0 ? "" : ", ") + std::string("channel ") + std::to_string(k + 1) +
-                   " = " + channels[k];
+        meaning += (k == 0 ? "" : ", ") + std::string("channel ") + std::to_string(k + 1) + " = " +
+                   channels[k];
     return meaning + " (" + name + ")";
 }
 

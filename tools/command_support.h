@@ -67,9 +67,9 @@ std::string space_name(int32_t space);
 
 // The pixel type option shared by the image commands, for their usage texts.
 #define OZU_TOOL_TYPE_HELP                                                            \
-    "  --type T         pixel type of the image the library works on: u8, s8, u16\n" \
+    "  --type T         pixel type of the image the library works on: u8, s8, u16\n"  \
     "                   or s16 (default: u8 for 8-bit files, u16 for 16-bit ones).\n" \
-    "                   Samples are rescaled by range on the way in and out; a\n"   \
+    "                   Samples are rescaled by range on the way in and out; a\n"     \
     "                   signed result is written with negative values as 0.\n"
 
 }  // namespace ozu::tool

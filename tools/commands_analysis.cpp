@@ -9,10 +9,6 @@
 #include "commands.h"
 #include "image_io.h"
 
-// Referenced weakly while the library under development may not define it
-// yet: the command then says so instead of the program failing to link.
-#pragma weak COL_GetMaxContrastPlane
-
 namespace ozu::tool {
 namespace {
 
@@ -31,8 +27,7 @@ constexpr const char* kThresholdUsage =
     "  --ranges LIST    the three ranges, LOW:HIGH each (required)\n"
     "  --from SPACE     colour space of INPUT (default RGB)\n"
     "  --any            select a pixel when any channel is in range (default: all)\n"
-    "  --invert         invert the mask\n"
-    OZU_TOOL_TYPE_HELP
+    "  --invert         invert the mask\n" OZU_TOOL_TYPE_HELP
     "                   Default here u8: a 16-bit image converts into another\n"
     "                   space only at 8 bits.\n"
     "\n"
@@ -50,8 +45,7 @@ constexpr const char* kDistanceUsage =
     "\n"
     "options:\n"
     "  --colour1 C      first reference colour: 0xRRGGBB, #RRGGBB or a decimal\n"
-    "  --colour2 C      second reference colour\n"
-    OZU_TOOL_TYPE_HELP
+    "  --colour2 C      second reference colour\n" OZU_TOOL_TYPE_HELP
     "                   Default here u8, the only type the operation takes.\n"
     "\n"
     "example (how much nearer to red than to grey):\n"
@@ -77,8 +71,7 @@ constexpr const char* kMaxContrastUsage =
     "  --filter F       odd, from 3 to the line's length in pixels (default 3)\n"
     "  --candidates L   conversions to try, FROM:TO each, such as RGB:HSV,RGB:YUV\n"
     "                   (default none: only the channels of INPUT compete)\n"
-    "  --from SPACE     colour space of INPUT, recorded on it (default RGB)\n"
-    OZU_TOOL_TYPE_HELP
+    "  --from SPACE     colour space of INPUT, recorded on it (default RGB)\n" OZU_TOOL_TYPE_HELP
     "\n"
     "example:\n"
     "  ozu-color max-contrast --line 10,40,200,40 --width 5 --filter 9 \\\n"
@@ -141,8 +134,12 @@ std::vector<Range> parse_ranges(const std::string& text) {
 }
 
 void run_threshold(const Invocation& inv) {
-    const Arguments args(inv.words, {{"space", true}, {"ranges", true}, {"from", true},
-                                     {"any", false}, {"invert", false}, {"type", true}});
+    const Arguments args(inv.words, {{"space", true},
+                                     {"ranges", true},
+                                     {"from", true},
+                                     {"any", false},
+                                     {"invert", false},
+                                     {"type", true}});
     const ImageArguments files = image_arguments(args, "u8");
     const int32_t space = parse_space(args.required("space"), "--space");
     const int32_t from = parse_space(args.value_or("from", "RGB"), "--from");
@@ -202,8 +199,12 @@ std::vector<int32_t> parse_candidates(const std::string& text) {
 }
 
 void run_max_contrast(const Invocation& inv) {
-    const Arguments args(inv.words, {{"line", true}, {"width", true}, {"filter", true},
-                                     {"candidates", true}, {"from", true}, {"type", true}});
+    const Arguments args(inv.words, {{"line", true},
+                                     {"width", true},
+                                     {"filter", true},
+                                     {"candidates", true},
+                                     {"from", true},
+                                     {"type", true}});
     const ImageArguments files = image_arguments(args, nullptr);
     const std::vector<uint32_t> line = parse_uint32s(args.required("line"), 4, "--line");
     const uint32_t width = parse_uint32(args.value_or("width", "1"), "--width");
@@ -212,8 +213,6 @@ void run_max_contrast(const Invocation& inv) {
     const int32_t from = parse_space(args.value_or("from", "RGB"), "--from");
     check_output_path(files.output, 1);
 
-    if (&COL_GetMaxContrastPlane == nullptr)
-        throw ToolError(ENOSYS, "COL_GetMaxContrastPlane is not available in this libozu_color");
     HostBuffer source = load_image(inv.out, files.input, files.type, from);
     HostBuffer plane;
     library_call("COL_GetMaxContrastPlane", [&] {

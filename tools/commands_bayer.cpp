@@ -21,8 +21,7 @@ constexpr const char* kUsage =
     "  --parity N       the colours of the top-left 2x2 cell (default 0):\n"
     "                     0 = G R / B G   1 = R G / G B\n"
     "                     2 = B G / G R   3 = G B / R G\n"
-    "  --to SPACE       RGB (default) or I for grey\n"
-    OZU_TOOL_TYPE_HELP
+    "  --to SPACE       RGB (default), or I for grey\n" OZU_TOOL_TYPE_HELP
     "                   Default here u8, since the mosaic path takes 8-bit\n"
     "                   images only.\n"
     "\n"
@@ -36,7 +35,13 @@ void run(const Invocation& inv) {
     const int32_t parity = parse_int32(parityText, "--parity");
     if (parity < 0 || parity > 3)
         throw ToolError(COL_ERR_RANGE, "bad --parity '" + parityText + "': expected 0, 1, 2 or 3");
-    const int32_t to = parse_space(args.value_or("to", "RGB"), "--to");
+    const std::string toName = args.value_or("to", "RGB");
+    const int32_t to = parse_space(toName, "--to");
+    // The mosaic path serves these two; any other target would fail there
+    // without a code of its own.
+    if (to != COL_RGB && to != COL_I)
+        throw ToolError(COL_ERR_COLOR_SPACE,
+                        "demosaic --to '" + toName + "': the mosaic converts to RGB or I only");
     const int32_t type = parse_pixel_type(args.value_or("type", "u8"));
     const std::string& input = args.positional()[0];
     const std::string& output = args.positional()[1];

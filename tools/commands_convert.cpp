@@ -21,8 +21,7 @@ constexpr const char* kUsage =
     "\n"
     "options:\n"
     "  --from SPACE     the colour space INPUT is in (default RGB)\n"
-    "  --to SPACE       the colour space to convert into (required)\n"
-    OZU_TOOL_TYPE_HELP
+    "  --to SPACE       the colour space to convert into (required)\n" OZU_TOOL_TYPE_HELP
     "\n"
     "example:\n"
     "  ozu-color convert --from RGB --to HSV photo.png photo-hsv.png\n";

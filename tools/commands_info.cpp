@@ -31,12 +31,19 @@ constexpr const char* kVersionUsage =
 
 // Names worth trying for each space; only those the library accepts are
 // listed, so the list cannot claim more than the library does.
+// clang-format off
 constexpr const char* kCandidateNames[] = {
-    "CMY", "C/M/Yel", "Cyan/Magenta/Yellow", "I", "Intensity", "HLS", "H/L/S",
-    "Hue/Luminance/Saturation", "HSV", "H/S/V", "Hue/Saturation/Value", "RGB", "R/G/B",
-    "Red/Green/Blue", "XYZ", "X/Y/Z", "XYZ601", "XYZ709", "XYZITU", "YCC", "YCrCb", "Y/C/C",
-    "Y/Cr/Cb", "YCC601", "YIQ", "Y/I/Q", "YUV", "Y/U/V",
+    "CMY", "C/M/Yel", "Cyan/Magenta/Yellow",
+    "I", "Intensity",
+    "HLS", "H/L/S", "Hue/Luminance/Saturation",
+    "HSV", "H/S/V", "Hue/Saturation/Value",
+    "RGB", "R/G/B", "Red/Green/Blue",
+    "XYZ", "X/Y/Z", "XYZ601", "XYZ709", "XYZITU",
+    "YCC", "YCrCb", "Y/C/C", "Y/Cr/Cb", "YCC601",
+    "YIQ", "Y/I/Q",
+    "YUV", "Y/U/V",
 };
+// clang-format on
 
 std::string long_form(const std::string& name) {
     std::vector<char> model(256, '\0');

@@ -48,8 +48,8 @@ constexpr size_t kTextSize = 6 * kMaxModel + 64;
 
 std::vector<char> model_text(const std::string& model) {
     if (model.size() > kMaxModel)
-        throw ToolError(COL_ERR_RANGE, "MODEL is longer than " + std::to_string(kMaxModel) +
-                                           " characters");
+        throw ToolError(COL_ERR_RANGE,
+                        "MODEL is longer than " + std::to_string(kMaxModel) + " characters");
     std::vector<char> text(kTextSize, '\0');
     model.copy(text.data(), model.size());
     return text;
@@ -127,7 +127,8 @@ void run(const Invocation& inv) {
         run_names(inv, args, action);
         return;
     }
-    throw UsageError("unknown model action '" + action + "': expected long, short, extract or tint");
+    throw UsageError("unknown model action '" + action +
+                     "': expected long, short, extract or tint");
 }
 
 }  // namespace

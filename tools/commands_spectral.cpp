@@ -43,9 +43,8 @@ struct Components {
 
 Components spectral(int32_t wavelength, int32_t space) {
     Components c;
-    library_call("COL_SpectralToColor", [&] {
-        return COL_SpectralToColor(wavelength, space, &c.v[0], &c.v[1], &c.v[2]);
-    });
+    library_call("COL_SpectralToColor",
+                 [&] { return COL_SpectralToColor(wavelength, space, &c.v[0], &c.v[1], &c.v[2]); });
     return c;
 }
 

@@ -23,8 +23,7 @@ constexpr const char* kTwistUsage =
     "point and every result is clamped to the pixel range.\n"
     "\n"
     "options:\n"
-    "  --matrix LIST    the 16 coefficients, row by row (required)\n"
-    OZU_TOOL_TYPE_HELP
+    "  --matrix LIST    the 16 coefficients, row by row (required)\n" OZU_TOOL_TYPE_HELP
     "\n"
     "example (swap red and blue):\n"
     "  ozu-color twist --matrix 0,0,1,0,0,1,0,0,1,0,0,0,0,0,0,0 in.png out.png\n";
@@ -36,8 +35,7 @@ constexpr const char* kToGreyUsage =
     "channels (COL_ConvertToGrayscale). Each weight is 0.0 to 1.0.\n"
     "\n"
     "options:\n"
-    "  --weights LIST   three weights (default 0.299,0.587,0.114)\n"
-    OZU_TOOL_TYPE_HELP
+    "  --weights LIST   three weights (default 0.299,0.587,0.114)\n" OZU_TOOL_TYPE_HELP
     "\n"
     "example:\n"
     "  ozu-color to-grey --weights 0.2126,0.7152,0.0722 photo.png grey.png\n";
@@ -49,8 +47,7 @@ constexpr const char* kToColourUsage =
     "value times weight k (COL_ConvertToColor). Each weight is 0.0 to 1.0.\n"
     "\n"
     "options:\n"
-    "  --weights LIST   three weights (default 1,1,1)\n"
-    OZU_TOOL_TYPE_HELP
+    "  --weights LIST   three weights (default 1,1,1)\n" OZU_TOOL_TYPE_HELP
     "\n"
     "example (a sepia tint):\n"
     "  ozu-color to-colour --weights 1,0.8,0.55 grey.png sepia.png\n";
@@ -115,9 +112,8 @@ void run_to_colour(const Invocation& inv) {
 
     HostBuffer source = load_image(inv.out, files.input, files.type);
     HostBuffer result;
-    library_call("COL_ConvertToColor", [&] {
-        return COL_ConvertToColor(source.get(), result.slot(), w[0], w[1], w[2]);
-    });
+    library_call("COL_ConvertToColor",
+                 [&] { return COL_ConvertToColor(source.get(), result.slot(), w[0], w[1], w[2]); });
     save_image(inv.out, result.get(), files.output,
                "channel 1 = grey x " + number(w[0]) + ", channel 2 = grey x " + number(w[1]) +
                    ", channel 3 = grey x " + number(w[2]));

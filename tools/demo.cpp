@@ -74,25 +74,25 @@ std::vector<Step> demo_steps() {
     convert("XYZ709", "convert-xyz709.png");
     convert("CMY", "convert-cmy.png");
     convert("I", "convert-i.png");
-    steps.push_back({"Convert HSV back to RGB",
-                     "The HSV image of above converted back: close to the chart, up to the "
-                     "rounding of 8-bit hue.",
-                     {"convert", "--from", "HSV", "--to", "RGB", "@convert-hsv.png",
-                      "@roundtrip-rgb.png"},
-                     {image("convert-hsv.png")},
-                     {image("roundtrip-rgb.png")}});
+    steps.push_back(
+        {"Convert HSV back to RGB",
+         "The HSV image of above converted back: close to the chart, up to the "
+         "rounding of 8-bit hue.",
+         {"convert", "--from", "HSV", "--to", "RGB", "@convert-hsv.png", "@roundtrip-rgb.png"},
+         {image("convert-hsv.png")},
+         {image("roundtrip-rgb.png")}});
     steps.push_back({"Convert at 16 bits",
                      "--type u16 works on 16-bit pixels; the result is a 16-bit PNG.",
                      {"convert", "--type", "u16", "--from", "RGB", "--to", "YUV", "@chart.png",
                       "@convert-yuv-u16.png"},
                      {chart},
                      {image("convert-yuv-u16.png")}});
-    steps.push_back({"Colour twist: swap red and blue",
-                     "COL_ColorTwist with a permutation matrix.",
-                     {"twist", "--matrix", "0,0,1,0,0,1,0,0,1,0,0,0,0,0,0,0", "@chart.png",
-                      "@twist-swap.png"},
-                     {chart},
-                     {image("twist-swap.png")}});
+    steps.push_back(
+        {"Colour twist: swap red and blue",
+         "COL_ColorTwist with a permutation matrix.",
+         {"twist", "--matrix", "0,0,1,0,0,1,0,0,1,0,0,0,0,0,0,0", "@chart.png", "@twist-swap.png"},
+         {chart},
+         {image("twist-swap.png")}});
     steps.push_back({"Colour twist: sepia",
                      "COL_ColorTwist with the classic sepia matrix; results clamp at white.",
                      {"twist", "--matrix",
@@ -107,8 +107,7 @@ std::vector<Step> demo_steps() {
                      {grey}});
     steps.push_back({"Grey to colour",
                      "COL_ConvertToColor: each channel is the grey value times its weight.",
-                     {"to-colour", "--weights", "1,0.8,0.55", "@chart-grey.png",
-                      "@to-colour.png"},
+                     {"to-colour", "--weights", "1,0.8,0.55", "@chart-grey.png", "@to-colour.png"},
                      {grey},
                      {image("to-colour.png")}});
     steps.push_back({"Threshold in HSV: saturated reds",
@@ -143,12 +142,12 @@ std::vector<Step> demo_steps() {
                      {"demosaic", "--parity", "0", "@chart-bayer.pgm", "@demosaic.png"},
                      {bayer, {"chart-bayer.pgm", "chart-bayer.pgm (the input itself)", true}},
                      {image("demosaic.png")}});
-    steps.push_back({"Demosaic to grey",
-                     "The same mosaic straight to intensity.",
-                     {"demosaic", "--parity", "0", "--to", "I", "@chart-bayer.pgm",
-                      "@demosaic-grey.png"},
-                     {bayer},
-                     {image("demosaic-grey.png")}});
+    steps.push_back(
+        {"Demosaic to grey",
+         "The same mosaic straight to intensity.",
+         {"demosaic", "--parity", "0", "--to", "I", "@chart-bayer.pgm", "@demosaic-grey.png"},
+         {bayer},
+         {image("demosaic-grey.png")}});
     steps.push_back({"Spectral colours",
                      "COL_SpectralToColor for every wavelength from 380 to 779 nm.",
                      {"spectral", "--strip", "@spectrum.png", "--height", "32"},
@@ -159,19 +158,30 @@ std::vector<Step> demo_steps() {
                      {"spectral", "550", "--space", "RGB"},
                      {},
                      {}});
-    steps.push_back({"The colour of one wavelength in HSV", "", {"spectral", "470", "--space", "HSV"},
-                     {}, {}});
-    steps.push_back({"Model names: long form", "COL_ModelToLong.",
-                     {"model", "long", "Hue/Saturation/Value"}, {}, {}});
-    steps.push_back({"Model names: short form", "COL_ModelToShort, wavelengths included.",
-                     {"model", "short", "Red/550nm/Blue"}, {}, {}});
-    steps.push_back({"Model names: one channel", "COL_ExtractModel: channel 2 of XYZ709.",
-                     {"model", "extract", "XYZ709", "2"}, {}, {}});
-    steps.push_back({"Tint table of a hue channel", "COL_ModelTinting: the hue rainbow.",
+    steps.push_back(
+        {"The colour of one wavelength in HSV", "", {"spectral", "470", "--space", "HSV"}, {}, {}});
+    steps.push_back({"Model names: long form",
+                     "COL_ModelToLong.",
+                     {"model", "long", "Hue/Saturation/Value"},
+                     {},
+                     {}});
+    steps.push_back({"Model names: short form",
+                     "COL_ModelToShort, wavelengths included.",
+                     {"model", "short", "Red/550nm/Blue"},
+                     {},
+                     {}});
+    steps.push_back({"Model names: one channel",
+                     "COL_ExtractModel: channel 2 of XYZ709.",
+                     {"model", "extract", "XYZ709", "2"},
+                     {},
+                     {}});
+    steps.push_back({"Tint table of a hue channel",
+                     "COL_ModelTinting: the hue rainbow.",
                      {"model", "tint", "H", "@tint-hue.png", "--height", "24"},
                      {},
                      {image("tint-hue.png")}});
-    steps.push_back({"Tint table of a saturation channel", "COL_ModelTinting: grey towards yellow.",
+    steps.push_back({"Tint table of a saturation channel",
+                     "COL_ModelTinting: grey towards yellow.",
                      {"model", "tint", "S", "@tint-saturation.png", "--height", "24"},
                      {},
                      {image("tint-saturation.png")}});
@@ -180,8 +190,11 @@ std::vector<Step> demo_steps() {
                      {"model", "tint", "550nm", "@tint-550nm.png", "--height", "24"},
                      {},
                      {image("tint-550nm.png")}});
-    steps.push_back({"Colour spaces", "COL_GetModelFromID, COL_ModelToLong, COL_GetColorSpaceID.",
-                     {"spaces"}, {}, {}});
+    steps.push_back({"Colour spaces",
+                     "COL_GetModelFromID, COL_ModelToLong, COL_GetColorSpaceID.",
+                     {"spaces"},
+                     {},
+                     {}});
     steps.push_back({"Version", "COL_GetVersion.", {"version"}, {}, {}});
     return steps;
 }
@@ -190,11 +203,20 @@ std::string html_escape(const std::string& text) {
     std::string out;
     for (char c : text) {
         switch (c) {
-            case '&': out += "&amp;"; break;
-            case '<': out += "&lt;"; break;
-            case '>': out += "&gt;"; break;
-            case '"': out += "&quot;"; break;
-            default: out += c;
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            default:
+                out += c;
         }
     }
     return out;
@@ -292,8 +314,8 @@ void write_page(const std::filesystem::path& path, const std::vector<Step>& step
 void run(const Invocation& inv) {
     const Arguments args(inv.words, {});
     args.expect_positional(0, 1, "[DIR]");
-    const std::filesystem::path dir =
-        std::filesystem::path(args.positional().empty() ? std::string("ozu-demo") : args.positional()[0]);
+    const std::filesystem::path dir = std::filesystem::path(
+        args.positional().empty() ? std::string("ozu-demo") : args.positional()[0]);
     std::error_code error;
     std::filesystem::create_directories(dir, error);
     if (error) throw ToolError(error.value(), "cannot create directory '" + dir.string() + "'");

@@ -32,8 +32,8 @@ public:
     static HostBuffer image(int32_t width, int32_t height, int32_t planes, int32_t type) {
         HostBuffer buffer;
         library_call("IPL_BufAlloc", [&] {
-            return IPL_BufAlloc(buffer.slot(), width, height, planes, 1, 1, type,
-                                BASE_KIND_IMAGE, 0);
+            return IPL_BufAlloc(buffer.slot(), width, height, planes, 1, 1, type, BASE_KIND_IMAGE,
+                                0);
         });
         return buffer;
     }

@@ -114,8 +114,8 @@ Raster read_pnm(std::FILE* file, const std::string& path, char kind, ReadNotes* 
 
     const uint32_t fullScale = depth == 8 ? 255 : 65535;
     for (size_t k = 0; k < raster.samples.size(); ++k) {
-        const uint32_t v = depth == 8 ? bytes[k]
-                                      : (uint32_t(bytes[2 * k]) << 8) | uint32_t(bytes[2 * k + 1]);
+        const uint32_t v =
+            depth == 8 ? bytes[k] : (uint32_t(bytes[2 * k]) << 8) | uint32_t(bytes[2 * k + 1]);
         if (v > maxval)
             throw ToolError(EIO, "cannot read " + quoted(path) + ": a sample exceeds maxval " +
                                      std::to_string(maxval));
@@ -126,8 +126,8 @@ Raster read_pnm(std::FILE* file, const std::string& path, char kind, ReadNotes* 
             maxval == fullScale ? v : (uint64_t(v) * fullScale + maxval / 2) / maxval);
     }
     if (maxval != fullScale && notes != nullptr)
-        notes->lines.push_back(path + ": maxval " + std::to_string(maxval) +
-                               " rescaled to 0.." + std::to_string(fullScale));
+        notes->lines.push_back(path + ": maxval " + std::to_string(maxval) + " rescaled to 0.." +
+                               std::to_string(fullScale));
     return raster;
 }
 
@@ -210,8 +210,8 @@ bool png_read_core(png_structp png, png_infop info, PngReadState& s) {
 
 Raster read_png(std::FILE* file, const std::string& path, ReadNotes* notes) {
     PngMessage message;
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &message,
-                                             png_error_to_message, png_ignore_warning);
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &message, png_error_to_message,
+                                             png_ignore_warning);
     png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
     if (png == nullptr || info == nullptr) {
         png_destroy_read_struct(&png, &info, nullptr);
@@ -271,8 +271,8 @@ bool png_write_core(png_structp png, png_infop info, const Raster& raster,
 
 void write_png(std::FILE* file, const std::string& path, const Raster& raster) {
     PngMessage message;
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &message,
-                                              png_error_to_message, png_ignore_warning);
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &message, png_error_to_message,
+                                              png_ignore_warning);
     png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
     if (png == nullptr || info == nullptr) {
         png_destroy_write_struct(&png, &info);
@@ -302,7 +302,9 @@ private:
     bool kept_ = false;
 };
 
-int32_t element_type_unsigned(int32_t type) { return type <= BASE_TYPE_U8 ? BASE_TYPE_U8 : BASE_TYPE_U16; }
+int32_t element_type_unsigned(int32_t type) {
+    return type <= BASE_TYPE_U8 ? BASE_TYPE_U8 : BASE_TYPE_U16;
+}
 
 }  // namespace
 
@@ -444,11 +446,16 @@ int32_t pixel_type_from_name(const std::string& name) {
 
 const char* pixel_type_name(int32_t type) {
     switch (type) {
-        case BASE_TYPE_S8: return "s8";
-        case BASE_TYPE_U8: return "u8";
-        case BASE_TYPE_S16: return "s16";
-        case BASE_TYPE_U16: return "u16";
-        default: return "?";
+        case BASE_TYPE_S8:
+            return "s8";
+        case BASE_TYPE_U8:
+            return "u8";
+        case BASE_TYPE_S16:
+            return "s16";
+        case BASE_TYPE_U16:
+            return "u16";
+        default:
+            return "?";
     }
 }
 

@@ -22,18 +22,22 @@ namespace ozu::tool {
 struct Raster {
     int32_t width = 0;
     int32_t height = 0;
-    int32_t channels = 0;  // 1 grey, 3 RGB
-    int32_t depth = 8;     // bits per sample: 8 (values 0..255) or 16 (0..65535)
+    int32_t channels = 0;           // 1 grey, 3 RGB
+    int32_t depth = 8;              // bits per sample: 8 (values 0..255) or 16 (0..65535)
     std::vector<uint16_t> samples;  // row by row, channels interleaved
 
     Raster() = default;
     Raster(int32_t w, int32_t h, int32_t c, int32_t d)
-        : width(w), height(h), channels(c), depth(d),
+        : width(w),
+          height(h),
+          channels(c),
+          depth(d),
           samples(static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(c)) {}
 
     uint16_t& at(int32_t x, int32_t y, int32_t c) {
         return samples[(static_cast<size_t>(y) * static_cast<size_t>(width) +
-                        static_cast<size_t>(x)) * static_cast<size_t>(channels) +
+                        static_cast<size_t>(x)) *
+                           static_cast<size_t>(channels) +
                        static_cast<size_t>(c)];
     }
     uint16_t at(int32_t x, int32_t y, int32_t c) const {

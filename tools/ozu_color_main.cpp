@@ -41,9 +41,9 @@ void print_overview(std::ostream& out) {
 
 const std::vector<const Command*>& all_commands() {
     static const std::vector<const Command*> commands = {
-        &kConvertCommand,  &kTwistCommand,    &kToGreyCommand,      &kToColourCommand,
+        &kConvertCommand,   &kTwistCommand,    &kToGreyCommand,      &kToColourCommand,
         &kThresholdCommand, &kDistanceCommand, &kMaxContrastCommand, &kDemosaicCommand,
-        &kSpectralCommand, &kModelCommand,    &kSpacesCommand,      &kVersionCommand,
+        &kSpectralCommand,  &kModelCommand,    &kSpacesCommand,      &kVersionCommand,
         &kDemoCommand,
     };
     return commands;
@@ -60,7 +60,8 @@ std::string failure_line(const std::string& prefix, int32_t code, const std::str
 
 Outcome execute(const std::vector<std::string>& words, std::ostream& out) {
     if (words.empty())
-        return {2, EINVAL, failure_line("ozu-color", EINVAL, "no command given (try 'ozu-color --help')")};
+        return {2, EINVAL,
+                failure_line("ozu-color", EINVAL, "no command given (try 'ozu-color --help')")};
     const std::string& name = words[0];
     if (name == "--help" || name == "-h" || name == "help") {
         print_overview(out);
@@ -84,7 +85,8 @@ Outcome execute(const std::vector<std::string>& words, std::ostream& out) {
     try {
         command->run(invocation);
     } catch (const UsageError& error) {
-        outcome = {2, error.code(), prefix + ": " + describe(error) + " (try '" + prefix + " --help')"};
+        outcome = {2, error.code(),
+                   prefix + ": " + describe(error) + " (try '" + prefix + " --help')"};
     } catch (const ToolError& error) {
         outcome = {1, error.code(), prefix + ": " + describe(error)};
     } catch (const std::bad_alloc&) {

@@ -53,8 +53,9 @@ TEST(Demo, PrintsWhereThePageIs) {
     const std::string out = dir.file("nested/demo");
     const auto run = run_tool(dir, {"demo", out});
     ASSERT_EQ(run.status, 0) << run.out << run.err;
-    const std::string expected = "demo page: " +
-                                 std::filesystem::absolute(out + "/index.html").lexically_normal().string() + "\n";
+    const std::string expected =
+        "demo page: " + std::filesystem::absolute(out + "/index.html").lexically_normal().string() +
+        "\n";
     EXPECT_TRUE(run.out.ends_with(expected)) << run.out;
 }
 

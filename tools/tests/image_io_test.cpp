@@ -82,7 +82,8 @@ TEST(PnmRead, ShortMaxvalIsSpreadOverTheFullRangeWithANote) {
 
 TEST(PnmRead, TwelveBitMaxvalBecomesSixteenBit) {
     ScratchDir dir;
-    tool_test::write_bytes(dir.file("a.pgm"), bytes_of("P5\n2 1\n4095\n", {0x0F, 0xFF, 0x08, 0x00}));
+    tool_test::write_bytes(dir.file("a.pgm"),
+                           bytes_of("P5\n2 1\n4095\n", {0x0F, 0xFF, 0x08, 0x00}));
     const Raster r = ozu::tool::read_image_file(dir.file("a.pgm"));
     EXPECT_EQ(r.depth, 16);
     // 4095 -> 65535; 2048 -> (2048 * 65535 + 2047) / 4095 = 32776.
@@ -104,7 +105,8 @@ TEST(PnmRead, SampleAboveMaxvalIsAnInputError) {
 TEST(PnmRead, AsciiAndBitmapVariantsAreNotSupported) {
     ScratchDir dir;
     for (const char* magic : {"P1", "P2", "P3", "P4", "P7"}) {
-        tool_test::write_bytes(dir.file("a.pnm"), bytes_of(std::string(magic) + "\n1 1\n255\n", {0}));
+        tool_test::write_bytes(dir.file("a.pnm"),
+                               bytes_of(std::string(magic) + "\n1 1\n255\n", {0}));
         EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(dir.file("a.pnm")); }), ENOTSUP)
             << magic;
     }
@@ -158,8 +160,10 @@ TEST(ImageWrite, ExtensionAndChannelCountMustFit) {
     ScratchDir dir;
     Raster colour(1, 1, 3, 8);
     colour.samples = {1, 2, 3};
-    EXPECT_EQ(thrown_code([&] { ozu::tool::write_image_file(dir.file("a.jpg"), colour); }), ENOTSUP);
-    EXPECT_EQ(thrown_code([&] { ozu::tool::write_image_file(dir.file("noext"), colour); }), ENOTSUP);
+    EXPECT_EQ(thrown_code([&] { ozu::tool::write_image_file(dir.file("a.jpg"), colour); }),
+              ENOTSUP);
+    EXPECT_EQ(thrown_code([&] { ozu::tool::write_image_file(dir.file("noext"), colour); }),
+              ENOTSUP);
     EXPECT_EQ(thrown_code([&] { ozu::tool::write_image_file(dir.file("a.pgm"), colour); }), EINVAL);
     Raster grey(1, 1, 1, 8);
     grey.samples = {1};
@@ -182,7 +186,8 @@ class PngRoundTrip : public ::testing::TestWithParam<std::pair<int32_t, int32_t>
 TEST_P(PngRoundTrip, SamplesComeBackUnchanged) {
     const auto [channels, depth] = GetParam();
     ScratchDir dir;
-    const tool_test::Samples s = tool_test::random_samples(29, 17, channels, depth, 40u + uint32_t(depth));
+    const tool_test::Samples s =
+        tool_test::random_samples(29, 17, channels, depth, 40u + uint32_t(depth));
     Raster r(29, 17, channels, depth);
     r.samples = s.values;
     ozu::tool::write_image_file(dir.file("a.png"), r);
@@ -271,8 +276,12 @@ TEST(HostBuffers, EveryPixelTypeComesFromTheHostCopy) {
         for (int32_t p = 0; p < 3; ++p) {
             const int32_t size = type <= BASE_TYPE_U8 ? 1 : 2;
             std::vector<uint8_t> a(13 * 7 * 2), b(13 * 7 * 2);
-            ASSERT_EQ(IPL_GetBufDataEx(buffer.get(), 0, 0, p, 0, 0, 13, 7, 0, 13 * size, a.data(), type), 1);
-            ASSERT_EQ(IPL_GetBufDataEx(expected.get(), 0, 0, p, 0, 0, 13, 7, 0, 13 * size, b.data(), type), 1);
+            ASSERT_EQ(
+                IPL_GetBufDataEx(buffer.get(), 0, 0, p, 0, 0, 13, 7, 0, 13 * size, a.data(), type),
+                1);
+            ASSERT_EQ(IPL_GetBufDataEx(expected.get(), 0, 0, p, 0, 0, 13, 7, 0, 13 * size, b.data(),
+                                       type),
+                      1);
             EXPECT_EQ(a, b) << "type " << type << ", plane " << p;
         }
         // And back: unsigned types unchanged, signed ones rescaled up again

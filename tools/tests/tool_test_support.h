@@ -85,8 +85,10 @@ inline Run run_tool(const ScratchDir& dir, const std::vector<std::string>& args)
     const std::string errPath = dir.file(".stderr");
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0644);
+    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0644);
     std::vector<std::string> words{OZU_TOOL_PATH};
     words.insert(words.end(), args.begin(), args.end());
     std::vector<char*> argv;
@@ -177,9 +179,9 @@ inline Samples read_pnm(const std::string& path) {
         return s;
     }
     for (size_t k = 0; k < count; ++k)
-        s.values.push_back(s.depth == 8 ? bytes[at + k]
-                                        : static_cast<uint16_t>((bytes[at + 2 * k] << 8) |
-                                                                bytes[at + 2 * k + 1]));
+        s.values.push_back(
+            s.depth == 8 ? bytes[at + k]
+                         : static_cast<uint16_t>((bytes[at + 2 * k] << 8) | bytes[at + 2 * k + 1]));
     return s;
 }
 
@@ -220,7 +222,8 @@ inline Samples samples_of(int32_t h) {
     for (int32_t c = 0; c < s.channels; ++c) {
         std::vector<uint8_t> p8(count);
         std::vector<uint16_t> p16(count);
-        void* data = type == BASE_TYPE_U8 ? static_cast<void*>(p8.data()) : static_cast<void*>(p16.data());
+        void* data =
+            type == BASE_TYPE_U8 ? static_cast<void*>(p8.data()) : static_cast<void*>(p16.data());
         EXPECT_EQ(IPL_GetBufDataEx(h, 0, 0, c, 0, 0, s.width, s.height, 0,
                                    s.width * (type == BASE_TYPE_U8 ? 1 : 2), data, type),
                   1);
@@ -259,8 +262,9 @@ inline ::testing::AssertionResult same_samples(const Samples& expected, const Sa
             const size_t pixel = k / size_t(expected.channels);
             return ::testing::AssertionFailure()
                    << "first difference at x " << pixel % size_t(expected.width) << ", y "
-                   << pixel / size_t(expected.width) << ", channel " << k % size_t(expected.channels)
-                   << ": expected " << expected.values[k] << ", got " << actual.values[k];
+                   << pixel / size_t(expected.width) << ", channel "
+                   << k % size_t(expected.channels) << ": expected " << expected.values[k]
+                   << ", got " << actual.values[k];
         }
     }
     return ::testing::AssertionSuccess();
