@@ -11,7 +11,7 @@
 #include "convert/conversion_chain.h"
 #include "frame/error_codes.h"
 #include "frame/pixel_types.h"
-#include "transform/plane_lines.h"
+#include "frame/plane_lines.h"
 
 namespace ozu {
 namespace {

@@ -10,7 +10,7 @@
 #include "frame/error_codes.h"
 #include "frame/fixed_point.h"
 #include "frame/pixel_types.h"
-#include "transform/plane_lines.h"
+#include "frame/plane_lines.h"
 #include "transform/twist_kernel.h"
 
 namespace ozu {

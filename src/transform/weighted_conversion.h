@@ -11,7 +11,7 @@
 
 #include "frame/error_codes.h"
 #include "frame/fixed_point.h"
-#include "transform/plane_lines.h"
+#include "frame/plane_lines.h"
 
 namespace ozu {
 
