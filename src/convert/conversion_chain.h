@@ -109,40 +109,14 @@ ChainStep<D, D> from_rgb_step(int32_t to) {
     }
 }
 
-// The direct rows always adapt the range first and convert second.
+// Step 2 of the direct rows (RGB to a space, or a space to RGB), which
+// always adapt the range first. They differ from the through-RGB steps in one
+// place only: a direct YIQ to RGB takes the chroma kernel.
 template <class D>
 ChainStep<D, D> direct_second_step(int32_t from, int32_t to) {
-    if (from == kSpaceRGB) {
-        switch (to) {
-            case kSpaceCMY: return plain_step<D, D>(&subInvert<D, D>);
-            case kSpaceI: return plain_step<D, D>(&subRGB2Gray<D, D>, 3, 1);
-            case kSpaceHLS: return plain_step<D, D>(&subRGB2HLS<D, D>);
-            case kSpaceHSV: return plain_step<D, D>(&subRGB2HSV<D, D>);
-            case kSpaceXYZ601: return matrix_step<D, D>(&sub3x3MatMult<D, D>, kRgbToXyz601);
-            case kSpaceXYZ709: return matrix_step<D, D>(&sub3x3MatMult<D, D>, kRgbToXyz709);
-            case kSpaceXYZITU: return matrix_step<D, D>(&sub3x3MatMult<D, D>, kRgbToXyzItu);
-            case kSpaceYCC: return matrix_step<D, D>(&sub3x3MatMult<D, D>, kRgbToYcc);
-            case kSpaceYIQ: return matrix_step<D, D>(&subRGB2YUV_YIQ_YCrCb<D, D>, kRgbToYiq);
-            case kSpaceYUV: return matrix_step<D, D>(&subRGB2YUV_YIQ_YCrCb<D, D>, kRgbToYuv);
-            default: return {};
-        }
-    }
-    if (to == kSpaceRGB) {
-        switch (from) {
-            case kSpaceCMY: return plain_step<D, D>(&subInvert<D, D>);
-            case kSpaceI: return plain_step<D, D>(&subGray2RGB<D, D>, 1, 3);
-            case kSpaceHLS: return plain_step<D, D>(&subHLS2RGB<D, D>);
-            case kSpaceHSV: return plain_step<D, D>(&subHSV2RGB<D, D>);
-            case kSpaceXYZ601: return matrix_step<D, D>(&sub3x3MatMult<D, D>, kXyz601ToRgb);
-            case kSpaceXYZ709: return matrix_step<D, D>(&sub3x3MatMult<D, D>, kXyz709ToRgb);
-            case kSpaceXYZITU: return matrix_step<D, D>(&sub3x3MatMult<D, D>, kXyzItuToRgb);
-            case kSpaceYCC: return matrix_step<D, D>(&sub3x3MatMult<D, D>, kYccToRgb);
-            case kSpaceYIQ: return matrix_step<D, D>(&subYUV_YIQ_YCrCb2RGB<D, D>, kYiqToRgb);
-            case kSpaceYUV: return matrix_step<D, D>(&subYUV_YIQ_YCrCb2RGB<D, D>, kYuvToRgb);
-            default: return {};
-        }
-    }
-    return {};
+    if (from == kSpaceRGB) return from_rgb_step<D>(to);
+    if (from == kSpaceYIQ) return matrix_step<D, D>(&subYUV_YIQ_YCrCb2RGB<D, D>, kYiqToRgb);
+    return to_rgb_step<D, D>(from);
 }
 
 // The chain for a conversion code (destination in the high half, read
