@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "buffer_view.h"
+#include "point_kernels.h"
 
 namespace ozu::base {
 namespace {
@@ -34,16 +35,6 @@ template <class Fn>
 bool visit_image_type(int32_t type, Fn&& fn) {
     if (!is_image_type(type)) return false;
     return visit_element_type(type, fn);
-}
-
-// Calls fn(U*) with U the unsigned integer of an element size (1, 2 or 4).
-template <class Fn>
-void visit_bit_pattern(int32_t elementSize, Fn&& fn) {
-    switch (elementSize) {
-        case 1: fn(static_cast<uint8_t*>(nullptr)); break;
-        case 2: fn(static_cast<uint16_t*>(nullptr)); break;
-        default: fn(static_cast<uint32_t*>(nullptr)); break;
-    }
 }
 
 // Copies the region of plane p of block (i, j) as bytes. memmove: a buffer
@@ -159,7 +150,13 @@ void map_block(const BufferView& src, const BufferView& dst, int32_t p, int32_t 
     for (int32_t y = 0; y < src.height; ++y) {
         const I* in = src.line<I>(p, i, j, y);
         D* out = dst.line<D>(p, i, j, y);
-        for (int32_t x = 0; x < src.width; ++x) out[x] = lut[in[x]];
+        if constexpr (sizeof(I) == 1 && sizeof(D) == 1) {
+            // Bytes through a byte table: the line loop with vector forms.
+            map_bytes(in, reinterpret_cast<uint8_t*>(out), std::size_t(src.width),
+                      reinterpret_cast<const uint8_t*>(lut.data()));
+        } else {
+            for (int32_t x = 0; x < src.width; ++x) out[x] = lut[in[x]];
+        }
     }
 }
 
@@ -226,20 +223,14 @@ int32_t lut_map(int32_t srcHandle, int32_t plane, int32_t* dstHandle, int32_t ta
 
 enum Op : int32_t { kOr = 6, kAnd = 7, kNot = 50 };
 
-template <class U>
-void combine_block(const BufferView& a, const BufferView* b, const BufferView& out, int32_t op,
+// Bitwise, so the element size only sets how many bytes a line has.
+void combine_block(const BufferView& a, const BufferView* b, const BufferView& out, Bitwise op,
                    int32_t p, int32_t i, int32_t j) {
+    const std::size_t bytes = std::size_t(a.width) * std::size_t(a.elementSize);
     for (int32_t y = 0; y < a.height; ++y) {
-        const U* x1 = a.line<U>(p, i, j, y);
-        const U* x2 = b != nullptr ? b->line<U>(p, i, j, y) : nullptr;
-        U* r = out.line<U>(p, i, j, y);
-        for (int32_t x = 0; x < a.width; ++x) {
-            switch (op) {
-                case kOr: r[x] = U(x1[x] | x2[x]); break;
-                case kAnd: r[x] = U(x1[x] & x2[x]); break;
-                default: r[x] = U(~x1[x]); break;
-            }
-        }
+        const uint8_t* x1 = a.line<uint8_t>(p, i, j, y);
+        const uint8_t* x2 = b != nullptr ? b->line<uint8_t>(p, i, j, y) : nullptr;
+        bitwise_bytes(op, x1, x2, out.line<uint8_t>(p, i, j, y), bytes);
     }
 }
 
@@ -275,11 +266,9 @@ int32_t to_point(int32_t aHandle, int32_t bHandle, int32_t* resultHandle, int32_
         return 0;
     }
 
-    visit_bit_pattern(a.elementSize, [&](auto* u) {
-        using U = std::remove_pointer_t<decltype(u)>;
-        for_each_block(a, [&](int32_t p, int32_t i, int32_t j) {
-            combine_block<U>(a, binary ? &b : nullptr, result, op, p, i, j);
-        });
+    const Bitwise how = op == kOr ? Bitwise::kOr : op == kAnd ? Bitwise::kAnd : Bitwise::kNot;
+    for_each_block(a, [&](int32_t p, int32_t i, int32_t j) {
+        combine_block(a, binary ? &b : nullptr, result, how, p, i, j);
     });
     return 1;
 }

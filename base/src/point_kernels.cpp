@@ -1,0 +1,138 @@
+// Line loops of the point operations.
+//
+// The bitwise loops are written once, as blocks of 32 bytes that are read
+// whole into vector values before the block is written, so a result that is
+// one of its operands is still read before it is written.
+// The same body is compiled for the baseline and, with the AVX2 target on
+// the calling function, for 256-bit vectors.
+//
+// The 256-entry byte table has no plain vector form: on processors with
+// AVX-512 VBMI two 128-entry byte permutes and a blend on the top index bit
+// look up 64 bytes at once; elsewhere the plain loop runs.
+#include "point_kernels.h"
+
+#include <cstring>
+
+#include "isa.h"
+
+#if OZU_BASE_X86
+#include <immintrin.h>
+#endif
+
+namespace ozu::base {
+namespace {
+
+// 32 bytes as one value of the compiler's generic vectors: one register of
+// a 256-bit target, two of the baseline's 128-bit ones.
+typedef uint8_t Bytes32 __attribute__((vector_size(32)));
+constexpr std::size_t kBlock = sizeof(Bytes32);
+
+template <Bitwise Op>
+inline __attribute__((always_inline)) void bitwise_body(const uint8_t* a, const uint8_t* b,
+                                                        uint8_t* r, std::size_t bytes) {
+    std::size_t k = 0;
+    for (; k + kBlock <= bytes; k += kBlock) {
+        Bytes32 x;
+        Bytes32 y;
+        std::memcpy(&x, a + k, kBlock);
+        if constexpr (Op != Bitwise::kNot) std::memcpy(&y, b + k, kBlock);
+        if constexpr (Op == Bitwise::kOr) x |= y;
+        if constexpr (Op == Bitwise::kAnd) x &= y;
+        if constexpr (Op == Bitwise::kNot) x = ~x;
+        std::memcpy(r + k, &x, kBlock);
+    }
+    for (; k < bytes; ++k) {
+        if constexpr (Op == Bitwise::kOr) r[k] = uint8_t(a[k] | b[k]);
+        if constexpr (Op == Bitwise::kAnd) r[k] = uint8_t(a[k] & b[k]);
+        if constexpr (Op == Bitwise::kNot) r[k] = uint8_t(~a[k]);
+    }
+}
+
+template <Bitwise Op>
+void bitwise_baseline(const uint8_t* a, const uint8_t* b, uint8_t* r, std::size_t bytes) {
+    bitwise_body<Op>(a, b, r, bytes);
+}
+
+#if OZU_BASE_X86
+template <Bitwise Op>
+OZU_BASE_TARGET_AVX2 void bitwise_avx2(const uint8_t* a, const uint8_t* b, uint8_t* r,
+                                       std::size_t bytes) {
+    bitwise_body<Op>(a, b, r, bytes);
+}
+
+OZU_BASE_TARGET_AVX512VBMI void map_bytes_vbmi(const uint8_t* in, uint8_t* out,
+                                               std::size_t count, const uint8_t* table) {
+    const __m512i t0 = _mm512_loadu_si512(table);
+    const __m512i t1 = _mm512_loadu_si512(table + 64);
+    const __m512i t2 = _mm512_loadu_si512(table + 128);
+    const __m512i t3 = _mm512_loadu_si512(table + 192);
+    std::size_t k = 0;
+    for (; k + 64 <= count; k += 64) {
+        const __m512i idx = _mm512_loadu_si512(in + k);
+        // Entries 0..127 and 128..255 by the low seven index bits; the top
+        // bit picks between them.
+        const __m512i low = _mm512_permutex2var_epi8(t0, idx, t1);
+        const __m512i high = _mm512_permutex2var_epi8(t2, idx, t3);
+        const __mmask64 top = _mm512_movepi8_mask(idx);
+        _mm512_storeu_si512(out + k, _mm512_mask_blend_epi8(top, low, high));
+    }
+    if (k < count) {
+        // The last bytes under a mask: nothing past `count` is read or written.
+        const __mmask64 live = ~uint64_t{0} >> (64 - (count - k));
+        const __m512i idx = _mm512_maskz_loadu_epi8(live, in + k);
+        const __m512i low = _mm512_permutex2var_epi8(t0, idx, t1);
+        const __m512i high = _mm512_permutex2var_epi8(t2, idx, t3);
+        const __mmask64 top = _mm512_movepi8_mask(idx);
+        _mm512_mask_storeu_epi8(out + k, live, _mm512_mask_blend_epi8(top, low, high));
+    }
+}
+#endif
+
+}  // namespace
+
+void bitwise_bytes_plain(Bitwise op, const uint8_t* a, const uint8_t* b, uint8_t* r,
+                         std::size_t bytes) noexcept {
+    for (std::size_t k = 0; k < bytes; ++k) {
+        switch (op) {
+            case Bitwise::kOr: r[k] = uint8_t(a[k] | b[k]); break;
+            case Bitwise::kAnd: r[k] = uint8_t(a[k] & b[k]); break;
+            case Bitwise::kNot: r[k] = uint8_t(~a[k]); break;
+        }
+    }
+}
+
+void map_bytes_plain(const uint8_t* in, uint8_t* out, std::size_t count,
+                     const uint8_t* table) noexcept {
+    for (std::size_t k = 0; k < count; ++k) out[k] = table[in[k]];
+}
+
+void bitwise_bytes(Bitwise op, const uint8_t* a, const uint8_t* b, uint8_t* r,
+                   std::size_t bytes) noexcept {
+#if OZU_BASE_X86
+    if (isa_allows(Isa::kAvx2)) {
+        switch (op) {
+            case Bitwise::kOr: bitwise_avx2<Bitwise::kOr>(a, b, r, bytes); return;
+            case Bitwise::kAnd: bitwise_avx2<Bitwise::kAnd>(a, b, r, bytes); return;
+            case Bitwise::kNot: bitwise_avx2<Bitwise::kNot>(a, b, r, bytes); return;
+        }
+    }
+#endif
+    switch (op) {
+        case Bitwise::kOr: bitwise_baseline<Bitwise::kOr>(a, b, r, bytes); return;
+        case Bitwise::kAnd: bitwise_baseline<Bitwise::kAnd>(a, b, r, bytes); return;
+        case Bitwise::kNot: bitwise_baseline<Bitwise::kNot>(a, b, r, bytes); return;
+    }
+}
+
+void map_bytes(const uint8_t* in, uint8_t* out, std::size_t count,
+               const uint8_t* table) noexcept {
+#if OZU_BASE_X86
+    if (isa_allows(Isa::kAvx512Vbmi)) {
+        map_bytes_vbmi(in, out, count, table);
+        return;
+    }
+#endif
+    map_bytes_plain(in, out, count, table);
+}
+
+}  // namespace ozu::base
