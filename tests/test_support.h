@@ -6,12 +6,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
 
 #include <ozu/base.h>
 
+#include "frame/cpu_target.h"
 #include "frame/pixel_types.h"
 
 // A failing entry returns 0 and leaves exactly `code` in the error slot. The
@@ -24,6 +27,27 @@
     } while (0)
 
 namespace ozu_test {
+
+// A test program started with OZU_CPU_TARGET set (the per-target runs that
+// tests/CMakeLists.txt registers) must run its kernels on that target. On a
+// processor that lacks it the program says so and exits with 77, which ctest
+// reports as skipped: running on another target instead would pass without
+// testing the one named. An unknown name is an error.
+inline const bool kForcedTargetChecked = [] {
+    const char* name = std::getenv("OZU_CPU_TARGET");
+    if (name == nullptr) return true;
+    const auto target = ozu::cpu_target_from_name(name);
+    if (!target) {
+        std::fprintf(stderr, "OZU_CPU_TARGET=%s names no instruction-set target\n", name);
+        std::exit(1);
+    }
+    if (!ozu::force_cpu_target(*target)) {
+        std::printf("instruction-set target %s is not available on this processor: skipped\n", name);
+        std::exit(77);
+    }
+    std::printf("kernels run on instruction-set target %s\n", name);
+    return true;
+}();
 
 // Owns one host buffer and frees it at the end of the scope. handle() is -1
 // after a failed allocation (the test has then already failed).

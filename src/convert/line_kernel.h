@@ -17,9 +17,16 @@
 //
 // Every kernel reads a whole pixel before it writes it, so a line may be
 // converted in place (src and dst naming the same planes, S = D).
+//
+// A kernel with vector versions is declared twice: ozu::subX is the entry
+// that runs the version of the active instruction-set target
+// (frame/cpu_target.h), ozu::scalar::subX the scalar reference that defines
+// the results; subX_targets<S, D>() returns the table of all its versions.
 #pragma once
 
 #include <cstdint>
+
+#include "frame/cpu_target.h"
 
 namespace ozu {
 
@@ -68,3 +75,10 @@ constexpr D store(int32_t v) {
 #define OZU_MATRIX_KERNEL_INSTANCE(kw, kernel, S, D)                                    \
     kw bool kernel<S, D>(const S* const[3], D* const[3], int32_t, int32_t, int32_t, \
                          const int32_t (*)[3]);
+
+// The same for the table of a kernel's versions per instruction-set target
+// (frame/cpu_target.h): kernel_targets<S, D>() returns it.
+#define OZU_LINE_KERNEL_TARGETS_INSTANCE(kw, kernel, S, D) \
+    kw const TargetTable<LineKernel<S, D>>& kernel##_targets<S, D>();
+#define OZU_MATRIX_KERNEL_TARGETS_INSTANCE(kw, kernel, S, D) \
+    kw const TargetTable<MatrixLineKernel<S, D>>& kernel##_targets<S, D>();

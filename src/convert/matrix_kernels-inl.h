@@ -1,11 +1,12 @@
-// Definitions of the matrix line kernels declared in matrix_kernels.h.
-// Included only by matrix_kernels.cpp, which instantiates them.
+// Definitions of the scalar matrix line kernels declared in matrix_kernels.h:
+// the reference every vector version must match bit for bit. Included only
+// by matrix_kernels.cpp, which instantiates them.
 #pragma once
 
 #include "convert/matrix_kernels.h"
 #include "frame/fixed_point.h"
 
-namespace ozu {
+namespace ozu::scalar {
 namespace matrix_detail {
 
 // One body for the three kernels: inOffset is taken off input channels 1 and
@@ -65,4 +66,4 @@ bool subYUV_YIQ_YCrCb2RGB(const S* const src[3], D* const dst[3], int32_t width,
     return true;
 }
 
-}  // namespace ozu
+}  // namespace ozu::scalar

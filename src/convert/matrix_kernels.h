@@ -35,17 +35,46 @@ template <class S, class D>
 bool subYUV_YIQ_YCrCb2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
                           int32_t dstMax, const int32_t (*m)[3]);
 
+template <class S, class D>
+const TargetTable<MatrixLineKernel<S, D>>& sub3x3MatMult_targets();
+template <class S, class D>
+const TargetTable<MatrixLineKernel<S, D>>& subRGB2YUV_YIQ_YCrCb_targets();
+template <class S, class D>
+const TargetTable<MatrixLineKernel<S, D>>& subYUV_YIQ_YCrCb2RGB_targets();
+
+// The scalar references: the definition of every result above.
+namespace scalar {
+template <class S, class D>
+bool sub3x3MatMult(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                   int32_t dstMax, const int32_t (*m)[3]);
+template <class S, class D>
+bool subRGB2YUV_YIQ_YCrCb(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                          int32_t dstMax, const int32_t (*m)[3]);
+template <class S, class D>
+bool subYUV_YIQ_YCrCb2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                          int32_t dstMax, const int32_t (*m)[3]);
+}  // namespace scalar
+
 #define OZU_MATRIX_MULT_PAIRS(X) OZU_ALL_PIXEL_PAIRS(X) OZU_WORKING_PAIR(X)
 #define OZU_TO_CHROMA_PAIRS(X) OZU_SAME_TYPE_PIXEL_PAIRS(X) OZU_WORKING_PAIR(X)
 #define OZU_FROM_CHROMA_PAIRS(X) OZU_ALL_PIXEL_PAIRS(X)
 
-#define OZU_X(S, D) OZU_MATRIX_KERNEL_INSTANCE(extern template, sub3x3MatMult, S, D)
+#define OZU_X(S, D)                                                            \
+    OZU_MATRIX_KERNEL_INSTANCE(extern template, sub3x3MatMult, S, D)           \
+    OZU_MATRIX_KERNEL_INSTANCE(extern template, scalar::sub3x3MatMult, S, D)   \
+    OZU_MATRIX_KERNEL_TARGETS_INSTANCE(extern template, sub3x3MatMult, S, D)
 OZU_MATRIX_MULT_PAIRS(OZU_X)
 #undef OZU_X
-#define OZU_X(S, D) OZU_MATRIX_KERNEL_INSTANCE(extern template, subRGB2YUV_YIQ_YCrCb, S, D)
+#define OZU_X(S, D)                                                                   \
+    OZU_MATRIX_KERNEL_INSTANCE(extern template, subRGB2YUV_YIQ_YCrCb, S, D)           \
+    OZU_MATRIX_KERNEL_INSTANCE(extern template, scalar::subRGB2YUV_YIQ_YCrCb, S, D)   \
+    OZU_MATRIX_KERNEL_TARGETS_INSTANCE(extern template, subRGB2YUV_YIQ_YCrCb, S, D)
 OZU_TO_CHROMA_PAIRS(OZU_X)
 #undef OZU_X
-#define OZU_X(S, D) OZU_MATRIX_KERNEL_INSTANCE(extern template, subYUV_YIQ_YCrCb2RGB, S, D)
+#define OZU_X(S, D)                                                                   \
+    OZU_MATRIX_KERNEL_INSTANCE(extern template, subYUV_YIQ_YCrCb2RGB, S, D)           \
+    OZU_MATRIX_KERNEL_INSTANCE(extern template, scalar::subYUV_YIQ_YCrCb2RGB, S, D)   \
+    OZU_MATRIX_KERNEL_TARGETS_INSTANCE(extern template, subYUV_YIQ_YCrCb2RGB, S, D)
 OZU_FROM_CHROMA_PAIRS(OZU_X)
 #undef OZU_X
 

@@ -1,0 +1,132 @@
+// Pieces shared by the vector kernels, compiled once per target (see
+// frame/cpu_target.h): pixels of any element type as 32-bit lanes, stores
+// that keep the low bits as the scalar kernels' store<D> does, the
+// saturating float-to-integer conversion of the hue kernels, and the walk
+// over a line in whole vectors.
+//
+// Per-target include guard: foreach_target includes this file once per
+// target, toggling HWY_TARGET_TOGGLE in between.
+#if defined(OZU_FRAME_SIMD_LANES_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef OZU_FRAME_SIMD_LANES_INL_H_
+#undef OZU_FRAME_SIMD_LANES_INL_H_
+#else
+#define OZU_FRAME_SIMD_LANES_INL_H_
+#endif
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace ozu {
+namespace HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+// The descriptors every kernel works with: full vectors of 32-bit lanes, and
+// of floats of the same lane count.
+using DI32 = hn::ScalableTag<int32_t>;
+using DU32 = hn::ScalableTag<uint32_t>;
+using DF32 = hn::ScalableTag<float>;
+using VI32 = hn::Vec<DI32>;
+using VF32 = hn::Vec<DF32>;
+using MI32 = hn::Mask<DI32>;
+
+// Lanes(DI32) elements of type S from p, each widened to 32 bits as the
+// scalar load<S> does: signed types sign-extend, unsigned ones zero-extend.
+template <class S>
+HWY_INLINE VI32 LoadI32(const S* HWY_RESTRICT p) {
+    const DI32 d;
+    if constexpr (sizeof(S) == 4) {
+        static_assert(std::is_same_v<S, int32_t>);
+        return hn::LoadU(d, p);
+    } else {
+        return hn::PromoteTo(d, hn::LoadU(hn::Rebind<S, DI32>(), p));
+    }
+}
+
+// Stores Lanes(DI32) values as elements of type D, keeping the low bits of
+// each as the scalar store<D> does.
+template <class D>
+HWY_INLINE void StoreLow(VI32 v, D* HWY_RESTRICT p) {
+    const DI32 d;
+    if constexpr (sizeof(D) == 4) {
+        static_assert(std::is_same_v<D, int32_t>);
+        hn::StoreU(v, d, p);
+    } else {
+        using U = std::make_unsigned_t<D>;
+        const hn::Rebind<U, DI32> du;
+        const hn::Rebind<D, DI32> dd;
+        hn::StoreU(hn::BitCast(dd, hn::TruncateTo(du, hn::BitCast(DU32(), v))), dd, p);
+    }
+}
+
+// trunc(v) as a 32-bit integer with the rule of hue_detail::trunc_to_int32:
+// truncation toward zero in range, saturation beyond it, 0 for NaN. The
+// lanes outside the range are zeroed before the conversion so that it only
+// ever sees values it converts exactly.
+HWY_INLINE VI32 TruncToI32(VF32 v) {
+    const DF32 df;
+    const DI32 di;
+    const auto nan = hn::Ne(v, v);
+    const auto high = hn::Ge(v, hn::Set(df, 2147483648.0f));
+    const auto low = hn::Lt(v, hn::Set(df, -2147483648.0f));
+    const VF32 inRange = hn::IfThenZeroElse(hn::Or(nan, hn::Or(high, low)), v);
+    VI32 i = hn::ConvertTo(di, inRange);
+    i = hn::IfThenElse(hn::RebindMask(di, high), hn::Set(di, std::numeric_limits<int32_t>::max()), i);
+    i = hn::IfThenElse(hn::RebindMask(di, low), hn::Set(di, std::numeric_limits<int32_t>::min()), i);
+    return i;
+}
+
+// int32 -> float, rounding to nearest as static_cast<float> does.
+HWY_INLINE VF32 ToF32(VI32 v) { return hn::ConvertTo(DF32(), v); }
+
+// Runs step(in, out, x) for x = 0, N, 2N, ... over a line of `width` pixels,
+// N = kStep pixels per call; in and out are the plane pointer arrays. The
+// last, partial, group runs the same step on copies of its pixels padded to a
+// whole group (null planes stay null), and only its `width mod N` pixels are
+// copied back: every pixel goes through the same vector code whatever the
+// width, and nothing outside the line is read or written. The copies take
+// the destination's previous contents too, so a step that leaves a pixel as
+// it was (subHSV2RGB) leaves it so in the tail as well.
+template <size_t kStep, class S, class D, class Step>
+HWY_INLINE void WalkLine(const S* const src[3], D* const dst[3], int32_t width, const Step& step) {
+    if (width <= 0) return;
+    const size_t n = static_cast<size_t>(width);
+    const S* in[3] = {src[0], src[1], src[2]};
+    D* out[3] = {dst[0], dst[1], dst[2]};
+    size_t x = 0;
+    for (; x + kStep <= n; x += kStep) step(in, out, x);
+    const size_t rest = n - x;
+    if (rest == 0) return;
+    HWY_ALIGN S inPad[3][kStep];
+    HWY_ALIGN D outPad[3][kStep];
+    std::memset(inPad, 0, sizeof inPad);
+    std::memset(outPad, 0, sizeof outPad);
+    const S* tailIn[3];
+    D* tailOut[3];
+    for (int p = 0; p < 3; ++p) {
+        tailIn[p] = nullptr;
+        tailOut[p] = nullptr;
+        if (in[p] != nullptr) {
+            std::memcpy(inPad[p], in[p] + x, rest * sizeof(S));
+            tailIn[p] = inPad[p];
+        }
+        if (out[p] != nullptr) {
+            std::memcpy(outPad[p], out[p] + x, rest * sizeof(D));
+            tailOut[p] = outPad[p];
+        }
+    }
+    step(tailIn, tailOut, size_t{0});
+    for (int p = 0; p < 3; ++p)
+        if (out[p] != nullptr) std::memcpy(out[p] + x, outPad[p], rest * sizeof(D));
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace ozu
+HWY_AFTER_NAMESPACE();
+
+#endif  // per-target include guard
