@@ -250,6 +250,50 @@ TEST(ConvertDriver, MissingPlanesSkipTheStepInsteadOfWritingThroughNull) {
     EXPECT_EQ(read_plane<uint8_t>(dst.handle(), 0), (std::vector<uint8_t>{0, 0}));
 }
 
+TEST(ConvertDriver, ReadsALineOfAnOverlappingViewBeforeWritingIt) {
+    // Source and destination are views of one parent, the destination one
+    // pixel to the right: each destination line covers the source line but
+    // its first pixel. The line is read whole before it is written, as
+    // through the intermediate lines, so every pixel is inverted once.
+    constexpr int32_t kWidth = 70;
+    Buffer parent(make_image(kWidth + 1, 2, 3, BASE_TYPE_U8));
+    fill_seeded<uint8_t>(parent.handle(), 31);
+    std::vector<uint8_t> before[3];
+    for (int p = 0; p < 3; ++p) before[p] = read_plane<uint8_t>(parent.handle(), p);
+    int32_t s = -1, d = -1;
+    ASSERT_EQ(IPL_BufAllocChild(&s, parent.handle(), 0, 0, 0, 0, 0, kWidth, 2, 3, 1, 1), 1);
+    ASSERT_EQ(IPL_BufAllocChild(&d, parent.handle(), 1, 0, 0, 0, 0, kWidth, 2, 3, 1, 1), 1);
+    {
+        Buffer src(s), dst(d);
+        ASSERT_EQ(colk_convert(s, &d, 2, 2, COL_CODE(COL_RGB, COL_CMY)), 1);
+    }
+    for (int p = 0; p < 3; ++p) {
+        const auto after = read_plane<uint8_t>(parent.handle(), p);
+        for (int32_t y = 0; y < 2; ++y) {
+            const size_t row = size_t(y) * (kWidth + 1);
+            EXPECT_EQ(after[row], before[p][row]) << "plane " << p << " line " << y;
+            for (int32_t x = 0; x < kWidth; ++x)
+                ASSERT_EQ(after[row + x + 1], 255 - before[p][row + x])
+                    << "plane " << p << " line " << y << " pixel " << x;
+        }
+    }
+}
+
+TEST(ConvertDriver, SameTypeRangeAdaptationOfAOnePlaneSourceLeavesOtherPlanesAsTheIntermediateHadThem) {
+    // A direct caller's HLS to HLS over a one-plane source: the range
+    // adaptation fills intermediate plane 0 only, planes 1 and 2 keep their
+    // zeros, and the second adaptation copies all three.
+    Buffer src(make_image(3, 2, 1, BASE_TYPE_U8));
+    write_plane<uint8_t>(src.handle(), 0, {1, 2, 3, 4, 5, 6});
+    Buffer dst(make_image(3, 2, 3, BASE_TYPE_U8));
+    for (int p = 0; p < 3; ++p) write_plane<uint8_t>(dst.handle(), p, {9, 9, 9, 9, 9, 9});
+    int32_t h = dst.handle();
+    ASSERT_EQ(colk_convert(src.handle(), &h, 2, 2, COL_CODE(COL_HLS, COL_HLS)), 1);
+    EXPECT_EQ(read_plane<uint8_t>(dst.handle(), 0), (std::vector<uint8_t>{1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(read_plane<uint8_t>(dst.handle(), 1), (std::vector<uint8_t>{0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(read_plane<uint8_t>(dst.handle(), 2), (std::vector<uint8_t>{0, 0, 0, 0, 0, 0}));
+}
+
 TEST(ConvertDriver, TemplateInstanceIsReachableDirectly) {
     Buffer src(make_image(1, 1, 3, BASE_TYPE_S16));
     for (int p = 0; p < 3; ++p) write_plane<int16_t>(src.handle(), p, {-32768});

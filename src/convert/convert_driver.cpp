@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <functional>
+#include <type_traits>
 
 #include <ozu/base.h>
 #include <ozu/color_kernels.h>
@@ -45,6 +48,50 @@ bool has_planes(const Planes<T>& planes, int needed) {
     return true;
 }
 
+// Whether a chain starts with a range adaptation that changes nothing. Between
+// equal types the factor is 8192 and (v x 8192) >> 13 gives back every value
+// of a 16-bit or narrower line, so the second step can read the source lines
+// themselves: the pass that copies them into the intermediate lines, and
+// those lines' trips through the cache, are saved without changing a bit.
+template <class S, class D>
+bool starts_with_identity(const ConversionChain<S, D>& chain) {
+    if constexpr (std::is_same_v<S, D>)
+        return chain.first.plain == &subReNormalize<S, D> && static_cast<bool>(chain.second);
+    else
+        return false;
+}
+
+// The planes the second step may read: the range adaptation reads planes 1
+// and 2 of its input whenever they are there, which the intermediate lines
+// always are; a source without them would make it read nulls (or, from the
+// intermediate lines, zeros), so it needs all three.
+template <class D>
+int planes_read(const ChainStep<D, D>& step) {
+    return step.plain == &subReNormalize<D, D> ? 3 : step.reads;
+}
+
+// Whether each destination line either is the source line of the same plane
+// (a conversion in place, which every kernel allows) or shares no byte with
+// any source line. Buffers that overlap otherwise (views of one another)
+// keep going through the intermediate lines, whose piecewise copy defines
+// what such a conversion reads.
+template <class S, class D>
+bool lines_apart(const Planes<const S>& in, const Planes<D>& out, int32_t n) {
+    for (int q = 0; q < 3; ++q) {
+        if (out[q] == nullptr) continue;
+        const auto* o = reinterpret_cast<const unsigned char*>(out[q]);
+        const auto* oEnd = o + static_cast<size_t>(n) * sizeof(D);
+        for (int p = 0; p < 3; ++p) {
+            if (in[p] == nullptr) continue;
+            const auto* i = reinterpret_cast<const unsigned char*>(in[p]);
+            if (p == q && i == o) continue;
+            const auto* iEnd = i + static_cast<size_t>(n) * sizeof(S);
+            if (std::less<>()(i, oEnd) && std::less<>()(o, iEnd)) return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 template <class S, class D>
@@ -73,6 +120,7 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
     const int32_t from = code_from(ucode);
     const int32_t to = code_to(ucode);
     const ConversionChain<S, D> chain = select_chain<S, D>(from, to);
+    const bool identityFirst = starts_with_identity(chain);
     constexpr int32_t srcMax = pixel_max<S>;
     constexpr int32_t dstMax = pixel_max<D>;
 
@@ -118,6 +166,8 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
             const bool runFirst = fetched && chain.first && has_planes(src, chain.first.reads);
             const bool runSecond = fetched && chain.second && has_planes(dst, chain.second.writes);
             const bool runCells = fetched && chain.bayer_cells && has_planes(dst, 3) && src[0];
+            const bool straight = runFirst && runSecond && identityFirst &&
+                                  has_planes(src, planes_read(chain.second));
 
             for (int32_t r = 0; r < height && (runFirst || runSecond || runCells); r += ratio) {
                 const int32_t out = r / ratio;
@@ -135,6 +185,12 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
                     subBM2RGB<S, D>(srcLine[0], line_of<const S>(src[0], srcPitch[0], r + 1),
                                     dstLine.data(), kernelWidth, srcMax, dstMax);
                     continue;
+                }
+                if constexpr (std::is_same_v<S, D>) {
+                    if (straight && lines_apart(srcLine, dstLine, kernelWidth)) {
+                        chain.second.run(srcLine.data(), dstLine.data(), kernelWidth, dstMax, dstMax);
+                        continue;
+                    }
                 }
                 for (int32_t x = 0; x < kernelWidth; x += kPieceWidth) {
                     const int32_t n = std::min(kPieceWidth, kernelWidth - x);
