@@ -12,6 +12,7 @@
 #include "frame/pixel_types.h"
 #include "frame/plane_lines.h"
 #include "transform/twist_kernel.h"
+#include "transform/twist_kernel_simd.h"
 
 namespace ozu {
 
@@ -65,6 +66,13 @@ bool tmpl_twist(int32_t src, int32_t dst, const double* twist, S*, D*) {
     const int32_t band = twist_band_lines(width, height, sizeof(S));
     int32_t matrix[16];
     twist_fixed_matrix(twist, matrix);
+    // The line kernel of the active CPU target; a destination too large for
+    // the caches is written around them.
+    const uint64_t dstBytes = uint64_t(uint32_t(width)) * uint32_t(height) * 3u *
+                              uint32_t(ext2) * uint32_t(ext3) * sizeof(D);
+    const TwistLineKernel<S, D> kernel = dstBytes >= kTwistStreamBytes
+                                             ? twist_line_streamed_targets<S, D>().active()
+                                             : twist_line_targets<S, D>().active();
 
     const bool srcLocked = IPL_BufLock(src, BASE_MODE_READ) != 0;
     const bool dstLocked = IPL_BufLock(dst, BASE_MODE_WRITE) != 0;
@@ -96,17 +104,21 @@ bool tmpl_twist(int32_t src, int32_t dst, const double* twist, S*, D*) {
                 }
                 ok = ok && held;
 
-                // Only a band whose every plane is held is worked on.
+                // Only a band whose every plane is held is worked on. Of a
+                // last band that runs past the image only the lines inside it
+                // are twisted: the rest lies in the host's staging areas,
+                // zeros on the source side and dropped on release on the
+                // destination side, so twisting it would change nothing.
                 if (held) {
-                    for (int32_t r = 0; r < band; ++r) {
+                    const int32_t rows = std::min(band, height - line);
+                    for (int32_t r = 0; r < rows; ++r) {
                         const S* srcLine[3];
                         D* dstLine[3];
                         for (int p = 0; p < 3; ++p) {
                             srcLine[p] = line_at(srcBand[p], srcPitch[p], r);
                             dstLine[p] = line_at(dstBand[p], dstPitch[p], r);
                         }
-                        sub4x4MatMult<S, D>(srcLine, dstLine, width, pixel_max<S>,
-                                            pixel_max<D>, matrix);
+                        kernel(srcLine, dstLine, width, pixel_max<S>, pixel_max<D>, matrix);
                     }
                 }
 
