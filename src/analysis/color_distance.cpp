@@ -13,16 +13,6 @@
 #include "frame/host_access.h"
 
 namespace ozu {
-
-void distance_line(const uint8_t* __restrict p0, const uint8_t* __restrict p1,
-                   const uint8_t* __restrict p2, uint8_t* __restrict out, int32_t width,
-                   const ReferenceColor& first, const ReferenceColor& second) {
-    // Copied to locals so the compiler sees them as loop invariants.
-    const ReferenceColor u = first;
-    const ReferenceColor w = second;
-    for (int32_t x = 0; x < width; ++x) out[x] = distance_pixel(p0[x], p1[x], p2[x], u, w);
-}
-
 namespace {
 
 constexpr EntryTexts kTexts{"Leaving COL_CalcColorDistanceImage - Error: %s (%d)",

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "frame/cpu_target.h"
+
 namespace ozu {
 
 // A packed reference colour taken apart into the three values that planes 0,
@@ -49,8 +51,22 @@ inline uint8_t distance_pixel(int32_t p0, int32_t p1, int32_t p2, const Referenc
 }
 
 // One image line: out[x] for the pixels (p0[x], p1[x], p2[x]), x < width.
+// The versions for each CPU target (distance_line.cpp) all give the bits of
+// the scalar one, which is distance_pixel applied pixel by pixel.
+using DistanceLine = void (*)(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2,
+                              uint8_t* out, int32_t width, const ReferenceColor& first,
+                              const ReferenceColor& second);
+
+namespace scalar {
 void distance_line(const uint8_t* __restrict p0, const uint8_t* __restrict p1,
                    const uint8_t* __restrict p2, uint8_t* __restrict out, int32_t width,
                    const ReferenceColor& first, const ReferenceColor& second);
+}  // namespace scalar
+
+const TargetTable<DistanceLine>& distance_line_targets();
+
+// The line by the active target's version.
+void distance_line(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2, uint8_t* out,
+                   int32_t width, const ReferenceColor& first, const ReferenceColor& second);
 
 }  // namespace ozu
