@@ -148,49 +148,54 @@ bool identity_tables(const uint8_t (*lut)[256]) {
 }
 
 #if OZU_BASE_X86
-OZU_BASE_TARGET_AVX2 inline __m128i load16(const uint8_t* p) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
-OZU_BASE_TARGET_AVX2 inline __m256i widen(__m128i v) { return _mm256_cvtepu8_epi16(v); }
-OZU_BASE_TARGET_AVX2 inline __m128i narrow(__m256i v) {
-    return _mm_packus_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+OZU_BASE_TARGET_AVX2 inline __m256i load32(const uint8_t* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
 }
 
-// RGB32 of interior columns x, x + 1, ... sixteen at a time, while the
-// right neighbour of the last column of a block is still inside the line;
-// returns the first column not done (x plus a multiple of 16). The same
-// sums as interpolate(): the two-sample means are the byte average
-// (a + b + 1) >> 1, the four-sample ones are formed in 16 bits. Lane k is
-// column x + k, so with x odd the colour sites are the odd lanes when the
-// even columns hold them.
+// (a + b + c + d + 2) >> 2 on bytes, exactly, without widening: with the
+// rounded-up means p = (a + b + 1) >> 1 and q = (c + d + 1) >> 1, the mean
+// of p and q rounded up is one too high exactly when p + q is odd and a + b
+// or c + d was odd (checked for every a, b, c, d).
+OZU_BASE_TARGET_AVX2 inline __m256i mean4(__m256i a, __m256i b, __m256i c, __m256i d) {
+    const __m256i p = _mm256_avg_epu8(a, b);
+    const __m256i q = _mm256_avg_epu8(c, d);
+    const __m256i odd = _mm256_or_si256(_mm256_xor_si256(a, b), _mm256_xor_si256(c, d));
+    const __m256i high = _mm256_and_si256(_mm256_and_si256(_mm256_xor_si256(p, q), odd),
+                                          _mm256_set1_epi8(1));
+    return _mm256_sub_epi8(_mm256_avg_epu8(p, q), high);
+}
+
+// RGB32 of interior columns x, x + 1, ... 32 at a time, while the right
+// neighbour of the last column of a block is still inside the line; returns
+// the first column not done (x plus a multiple of 32). The same means as
+// interpolate(), all on bytes: the two-sample ones are the byte average
+// (a + b + 1) >> 1, the four-sample ones mean4. Lane k is column x + k, so
+// with x odd the colour sites are the odd lanes when the even columns hold
+// them.
 OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t width,
                                            bool colourAtEven, bool redLine, uint8_t* out,
                                            const uint8_t (*lut)[256], bool identity) {
     const bool colourOnEvenLanes = (x & 1) == 0 ? colourAtEven : !colourAtEven;
-    const __m128i evenLanes = _mm_set1_epi16(0x00FF);
-    const __m128i colour = colourOnEvenLanes ? evenLanes : _mm_xor_si128(evenLanes, _mm_set1_epi8(-1));
-    const __m256i two = _mm256_set1_epi16(2);
-    const __m128i opaque = _mm_set1_epi8(-1);
+    const __m256i evenLanes = _mm256_set1_epi16(0x00FF);
+    const __m256i colour =
+        colourOnEvenLanes ? evenLanes : _mm256_xor_si256(evenLanes, _mm256_set1_epi8(-1));
+    const __m256i opaque = _mm256_set1_epi8(-1);
     // The colour-site lanes from a, the green ones from b.
-#define OZU_PICK(a, b) _mm_blendv_epi8((b), (a), colour)
+#define OZU_PICK(a, b) _mm256_blendv_epi8((b), (a), colour)
 
-    for (; x + 17 <= width; x += 16) {
-        const __m128i ul = load16(l.up + x - 1), uc = load16(l.up + x);
-        const __m128i ur = load16(l.up + x + 1);
-        const __m128i ml = load16(l.mid + x - 1), mc = load16(l.mid + x);
-        const __m128i mr = load16(l.mid + x + 1);
-        const __m128i dl = load16(l.down + x - 1), dc = load16(l.down + x);
-        const __m128i dr = load16(l.down + x + 1);
-        const __m256i crossSum = _mm256_add_epi16(_mm256_add_epi16(widen(uc), widen(dc)),
-                                                  _mm256_add_epi16(widen(ml), widen(mr)));
-        const __m256i diagonalSum = _mm256_add_epi16(_mm256_add_epi16(widen(ul), widen(ur)),
-                                                     _mm256_add_epi16(widen(dl), widen(dr)));
-        const __m128i cross = narrow(_mm256_srli_epi16(_mm256_add_epi16(crossSum, two), 2));
-        const __m128i diagonal = narrow(_mm256_srli_epi16(_mm256_add_epi16(diagonalSum, two), 2));
-        const __m128i along = _mm_avg_epu8(ml, mr);
-        const __m128i across = _mm_avg_epu8(uc, dc);
+    for (; x + 33 <= width; x += 32) {
+        const __m256i ul = load32(l.up + x - 1), uc = load32(l.up + x);
+        const __m256i ur = load32(l.up + x + 1);
+        const __m256i ml = load32(l.mid + x - 1), mc = load32(l.mid + x);
+        const __m256i mr = load32(l.mid + x + 1);
+        const __m256i dl = load32(l.down + x - 1), dc = load32(l.down + x);
+        const __m256i dr = load32(l.down + x + 1);
+        const __m256i cross = mean4(uc, dc, ml, mr);
+        const __m256i diagonal = mean4(ul, ur, dl, dr);
+        const __m256i along = _mm256_avg_epu8(ml, mr);
+        const __m256i across = _mm256_avg_epu8(uc, dc);
 
-        __m128i r, g, b;
+        __m256i r, g, b;
         g = OZU_PICK(cross, mc);
         if (redLine) {
             r = OZU_PICK(mc, along);
@@ -202,19 +207,27 @@ OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t widt
 
         uint8_t* p = out + 4 * x;
         if (identity) {
-            const __m128i rgLow = _mm_unpacklo_epi8(r, g), rgHigh = _mm_unpackhi_epi8(r, g);
-            const __m128i baLow = _mm_unpacklo_epi8(b, opaque);
-            const __m128i baHigh = _mm_unpackhi_epi8(b, opaque);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_unpacklo_epi16(rgLow, baLow));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 16), _mm_unpackhi_epi16(rgLow, baLow));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 32), _mm_unpacklo_epi16(rgHigh, baHigh));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 48), _mm_unpackhi_epi16(rgHigh, baHigh));
+            // Within each 128-bit half: pixels 0-7 / 16-23 and 8-15 / 24-31,
+            // then four pixels per 32-bit group; the halves are put back in
+            // order when stored.
+            const __m256i rgLow = _mm256_unpacklo_epi8(r, g), rgHigh = _mm256_unpackhi_epi8(r, g);
+            const __m256i baLow = _mm256_unpacklo_epi8(b, opaque);
+            const __m256i baHigh = _mm256_unpackhi_epi8(b, opaque);
+            const __m256i q0 = _mm256_unpacklo_epi16(rgLow, baLow);    // 0-3 | 16-19
+            const __m256i q1 = _mm256_unpackhi_epi16(rgLow, baLow);    // 4-7 | 20-23
+            const __m256i q2 = _mm256_unpacklo_epi16(rgHigh, baHigh);  // 8-11 | 24-27
+            const __m256i q3 = _mm256_unpackhi_epi16(rgHigh, baHigh);  // 12-15 | 28-31
+            auto* o = reinterpret_cast<__m256i*>(p);
+            _mm256_storeu_si256(o, _mm256_permute2x128_si256(q0, q1, 0x20));
+            _mm256_storeu_si256(o + 1, _mm256_permute2x128_si256(q2, q3, 0x20));
+            _mm256_storeu_si256(o + 2, _mm256_permute2x128_si256(q0, q1, 0x31));
+            _mm256_storeu_si256(o + 3, _mm256_permute2x128_si256(q2, q3, 0x31));
         } else {
-            alignas(16) uint8_t rs[16], gs[16], bs[16];
-            _mm_store_si128(reinterpret_cast<__m128i*>(rs), r);
-            _mm_store_si128(reinterpret_cast<__m128i*>(gs), g);
-            _mm_store_si128(reinterpret_cast<__m128i*>(bs), b);
-            for (int k = 0; k < 16; ++k) {
+            alignas(32) uint8_t rs[32], gs[32], bs[32];
+            _mm256_store_si256(reinterpret_cast<__m256i*>(rs), r);
+            _mm256_store_si256(reinterpret_cast<__m256i*>(gs), g);
+            _mm256_store_si256(reinterpret_cast<__m256i*>(bs), b);
+            for (int k = 0; k < 32; ++k) {
                 p[4 * k] = lut[0][rs[k]];
                 p[4 * k + 1] = lut[1][gs[k]];
                 p[4 * k + 2] = lut[2][bs[k]];
