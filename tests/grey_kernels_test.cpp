@@ -148,3 +148,20 @@ TYPED_TEST(SubGray2RGBInstance, SpreadsRangeEndsOverThreePlanes) {
     EXPECT_TRUE((subGray2RGB<S, D>(src.in(), dst.out(), 4, pixel_max<S>, pixel_max<D>)));
     ozu_test::expect_planes(dst, kGreyToRgbExpected[ozu_test::pair_row<S, D>()]);
 }
+
+// Every vector version against the scalar kernel: seeded lines of every width
+// 0..100 (so every tail), the ranges of every instance.
+
+TYPED_TEST(SubRGB2GrayInstance, EveryTargetMatchesTheScalarKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        ozu_test::expect_targets_match_scalar<S, D>(subRGB2Gray_targets<S, D>(), srcMax, dstMax, true);
+}
+
+TYPED_TEST(SubGray2RGBInstance, EveryTargetMatchesTheScalarKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        ozu_test::expect_targets_match_scalar<S, D>(subGray2RGB_targets<S, D>(), srcMax, dstMax, true);
+}

@@ -276,3 +276,33 @@ TYPED_TEST(SubYUV_YIQ_YCrCb2RGBInstance, ConvertsRangeEndsAndClamps) {
     EXPECT_TRUE((subYUV_YIQ_YCrCb2RGB<S, D>(src.in(), dst.out(), 4, pixel_max<S>, pixel_max<D>, kYuvToRgb)));
     ozu_test::expect_planes(dst, kYuvToRgbExpected[ozu_test::pair_row<S, D>()]);
 }
+
+// Every vector version against the scalar kernel: seeded lines of every width
+// 0..100 (so every tail), several matrices, the ranges of every instance.
+
+TYPED_TEST(Sub3x3MatMultInstance, EveryTargetMatchesTheScalarKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        for (const Matrix3* m : {&kRgbToXyz709, &kYccToRgb, &kXyz601ToRgb, &kRgbToYcc})
+            ozu_test::expect_targets_match_scalar<S, D>(sub3x3MatMult_targets<S, D>(), srcMax, dstMax,
+                                                        true, *m);
+}
+
+TYPED_TEST(SubRGB2YUV_YIQ_YCrCbInstance, EveryTargetMatchesTheScalarKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        for (const Matrix3* m : {&kRgbToYuv, &kRgbToYiq})
+            ozu_test::expect_targets_match_scalar<S, D>(subRGB2YUV_YIQ_YCrCb_targets<S, D>(), srcMax,
+                                                        dstMax, true, *m);
+}
+
+TYPED_TEST(SubYUV_YIQ_YCrCb2RGBInstance, EveryTargetMatchesTheScalarKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        for (const Matrix3* m : {&kYuvToRgb, &kYiqToRgb})
+            ozu_test::expect_targets_match_scalar<S, D>(subYUV_YIQ_YCrCb2RGB_targets<S, D>(), srcMax,
+                                                        dstMax, true, *m);
+}

@@ -186,3 +186,20 @@ TYPED_TEST(SubReNormalizeInstance, RescalesRangeEnds) {
     EXPECT_TRUE((subReNormalize<S, D>(src.in(), dst.out(), 4, pixel_max<S>, pixel_max<D>)));
     ozu_test::expect_planes(dst, kReNormalizeExpected[ozu_test::pair_row<S, D>()]);
 }
+
+// Every vector version against the scalar kernel: seeded lines of every width
+// 0..100 (so every tail), the ranges of every instance.
+
+TYPED_TEST(SubInvertInstance, EveryTargetMatchesTheScalarKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        ozu_test::expect_targets_match_scalar<S, D>(subInvert_targets<S, D>(), srcMax, dstMax, true);
+}
+
+TYPED_TEST(SubReNormalizeInstance, EveryTargetMatchesTheScalarKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        ozu_test::expect_targets_match_scalar<S, D>(subReNormalize_targets<S, D>(), srcMax, dstMax, true);
+}

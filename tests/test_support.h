@@ -8,8 +8,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <random>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <ozu/base.h>
@@ -216,6 +219,115 @@ void expect_planes(const Line3<T>& line, const int64_t (&expected)[3][N]) {
         ASSERT_GE(line.plane[i].size(), N);
         for (size_t x = 0; x < N; ++x)
             EXPECT_EQ(int64_t{line.plane[i][x]}, expected[i][x]) << "plane " << i << ", pixel " << x;
+    }
+}
+
+}  // namespace ozu_test
+
+// ---------------------------------------------------------------------------
+// Vector kernels against their scalar references (frame/cpu_target.h).
+
+namespace ozu_test {
+
+// A line of `width` pixels over three planes for exercising a kernel: mostly
+// seeded random values over the whole element type, mixed with the pixels
+// that take special paths (grey, two equal channels, range ends, zero).
+template <class T>
+std::vector<std::vector<T>> testing_planes(size_t width, uint32_t seed, int32_t max) {
+    std::mt19937 engine(seed);
+    std::vector<std::vector<T>> planes(3, std::vector<T>(width));
+    const T specials[] = {T{0}, T{1}, static_cast<T>(max), static_cast<T>(max - 1),
+                          static_cast<T>(max / 2), std::numeric_limits<T>::lowest(),
+                          std::numeric_limits<T>::max()};
+    const auto any = [&] { return static_cast<T>(engine()); };
+    const auto special = [&] { return specials[engine() % (sizeof specials / sizeof specials[0])]; };
+    for (size_t x = 0; x < width; ++x) {
+        T v[3] = {any(), any(), any()};
+        switch (engine() % 8) {
+            case 4: v[1] = v[2] = v[0]; break;                       // grey
+            case 5: {  // two channels tie
+                const unsigned a = engine() % 3, b = (a + 1 + engine() % 2) % 3;
+                v[a] = v[b];
+                break;
+            }
+            case 6: v[0] = special(), v[1] = special(), v[2] = special(); break;
+            case 7: v[engine() % 3] = special(); break;
+            default: break;
+        }
+        for (int p = 0; p < 3; ++p) planes[p][x] = v[p];
+    }
+    return planes;
+}
+
+// The (srcMax, dstMax) pairs a kernel instance is tried with: the ranges of
+// its types, as the driver passes them, and for same-type instances (which
+// the spectral path and direct callers also run with other ranges) equal and
+// unequal ranges of the other pixel types, so that every path is taken.
+template <class S, class D>
+std::vector<std::pair<int32_t, int32_t>> kernel_ranges() {
+    std::vector<std::pair<int32_t, int32_t>> ranges = {{ozu::pixel_max<S>, ozu::pixel_max<D>}};
+    const std::pair<int32_t, int32_t> more[] = {{255, 255},   {127, 127},   {65535, 65535},
+                                                {255, 65535}, {65535, 255}, {32767, 127}};
+    if constexpr (std::is_same_v<S, D>) {
+        for (const auto& r : more)
+            if (r != ranges.front()) ranges.push_back(r);
+    }
+    return ranges;
+}
+
+// Runs the scalar entry of `table` and every other available target's
+// version on the same seeded lines of every width 0..100, each from the same
+// seeded destination contents, and expects the same result and the same
+// three destination planes, written or not. `extra` is passed after dstMax
+// (the matrix of a matrix kernel). With `inPlace`, S = D, the kernels also
+// convert the lines in place. The first difference is reported with its
+// target, width, pixel and input.
+template <class S, class D, class Fn, class... Extra>
+void expect_targets_match_scalar(const ozu::TargetTable<Fn>& table, int32_t srcMax,
+                                 int32_t dstMax, bool inPlace, Extra... extra) {
+    const Fn reference = table.entry[0];
+    for (ozu::CpuTarget target : ozu::kAllCpuTargets) {
+        if (target == ozu::CpuTarget::kScalar || !ozu::cpu_target_available(target)) continue;
+        const Fn candidate = table.on(target);
+        for (size_t width = 0; width <= 100; ++width) {
+            const uint32_t seed = static_cast<uint32_t>(1000 * width + srcMax % 1000 + dstMax % 7);
+            const auto input = testing_planes<S>(width, seed, srcMax);
+            const auto start = testing_planes<D>(width, seed + 1, dstMax);
+            auto want = start;
+            auto got = start;
+            const S* in[3] = {input[0].data(), input[1].data(), input[2].data()};
+            D* wantOut[3] = {want[0].data(), want[1].data(), want[2].data()};
+            D* gotOut[3] = {got[0].data(), got[1].data(), got[2].data()};
+            const bool wantResult = reference(in, wantOut, int32_t(width), srcMax, dstMax, extra...);
+            const bool gotResult = candidate(in, gotOut, int32_t(width), srcMax, dstMax, extra...);
+            ASSERT_EQ(gotResult, wantResult) << ozu::cpu_target_name(target) << " width " << width;
+            if constexpr (std::is_same_v<S, D>) {
+                if (inPlace) {
+                    auto wantHere = input;
+                    auto gotHere = input;
+                    S* w[3] = {wantHere[0].data(), wantHere[1].data(), wantHere[2].data()};
+                    S* g[3] = {gotHere[0].data(), gotHere[1].data(), gotHere[2].data()};
+                    const S* wIn[3] = {w[0], w[1], w[2]};
+                    const S* gIn[3] = {g[0], g[1], g[2]};
+                    reference(wIn, w, int32_t(width), srcMax, dstMax, extra...);
+                    candidate(gIn, g, int32_t(width), srcMax, dstMax, extra...);
+                    for (int p = 0; p < 3; ++p)
+                        for (size_t x = 0; x < width; ++x)
+                            ASSERT_EQ(int64_t{gotHere[p][x]}, int64_t{wantHere[p][x]})
+                                << ozu::cpu_target_name(target) << " in place, width " << width
+                                << ", plane " << p << ", pixel " << x << ", input ("
+                                << int64_t{input[0][x]} << ", " << int64_t{input[1][x]} << ", "
+                                << int64_t{input[2][x]} << "), ranges " << srcMax << " -> " << dstMax;
+                }
+            }
+            for (int p = 0; p < 3; ++p)
+                for (size_t x = 0; x < width; ++x)
+                    ASSERT_EQ(int64_t{got[p][x]}, int64_t{want[p][x]})
+                        << ozu::cpu_target_name(target) << " width " << width << ", plane " << p
+                        << ", pixel " << x << ", input (" << int64_t{input[0][x]} << ", "
+                        << int64_t{input[1][x]} << ", " << int64_t{input[2][x]} << "), ranges "
+                        << srcMax << " -> " << dstMax;
+        }
     }
 }
 

@@ -1,9 +1,20 @@
-// The grey line kernels and their instances.
-#include "convert/grey_kernels.h"
+// The grey line kernels: the scalar references, their vector versions for
+// every compiled target, and the entries that run the active target's
+// version.
+#define HWY_TARGET_INCLUDE "convert/grey_kernels.cpp"
+#include "frame/simd_targets.h"  // compiles this file once per target
 
+#if OZU_SIMD_PASS
+#include "convert/grey_kernels_simd-inl.h"
+#endif
+
+#if HWY_ONCE
+#include "convert/grey_kernels.h"
 #include "frame/fixed_point.h"
 
 namespace ozu {
+
+namespace scalar {
 
 template <class S, class D>
 bool subRGB2Gray(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
@@ -53,11 +64,46 @@ bool subGray2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t 
     return true;
 }
 
-#define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(template, subRGB2Gray, S, D)
+}  // namespace scalar
+
+template <class S, class D>
+const TargetTable<LineKernel<S, D>>& subRGB2Gray_targets() {
+    static constexpr TargetTable<LineKernel<S, D>> table{
+        {&scalar::subRGB2Gray<S, D>, OZU_SIMD_ENTRIES(SubRGB2Gray<S, D>)}};
+    return table;
+}
+
+template <class S, class D>
+const TargetTable<LineKernel<S, D>>& subGray2RGB_targets() {
+    static constexpr TargetTable<LineKernel<S, D>> table{
+        {&scalar::subGray2RGB<S, D>, OZU_SIMD_ENTRIES(SubGray2RGB<S, D>)}};
+    return table;
+}
+
+template <class S, class D>
+bool subRGB2Gray(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                 int32_t dstMax) {
+    return subRGB2Gray_targets<S, D>().active()(src, dst, width, srcMax, dstMax);
+}
+
+template <class S, class D>
+bool subGray2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                 int32_t dstMax) {
+    return subGray2RGB_targets<S, D>().active()(src, dst, width, srcMax, dstMax);
+}
+
+#define OZU_X(S, D)                                               \
+    OZU_LINE_KERNEL_INSTANCE(template, scalar::subRGB2Gray, S, D) \
+    OZU_LINE_KERNEL_TARGETS_INSTANCE(template, subRGB2Gray, S, D) \
+    OZU_LINE_KERNEL_INSTANCE(template, subRGB2Gray, S, D)
 OZU_RGB2GRAY_PAIRS(OZU_X)
 #undef OZU_X
-#define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(template, subGray2RGB, S, D)
+#define OZU_X(S, D)                                               \
+    OZU_LINE_KERNEL_INSTANCE(template, scalar::subGray2RGB, S, D) \
+    OZU_LINE_KERNEL_TARGETS_INSTANCE(template, subGray2RGB, S, D) \
+    OZU_LINE_KERNEL_INSTANCE(template, subGray2RGB, S, D)
 OZU_GRAY2RGB_PAIRS(OZU_X)
 #undef OZU_X
 
 }  // namespace ozu
+#endif  // HWY_ONCE

@@ -26,13 +26,34 @@ template <class S, class D>
 bool subGray2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
                  int32_t dstMax);
 
+template <class S, class D>
+const TargetTable<LineKernel<S, D>>& subRGB2Gray_targets();
+template <class S, class D>
+const TargetTable<LineKernel<S, D>>& subGray2RGB_targets();
+
+// The scalar references.
+namespace scalar {
+template <class S, class D>
+bool subRGB2Gray(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                 int32_t dstMax);
+template <class S, class D>
+bool subGray2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                 int32_t dstMax);
+}  // namespace scalar
+
 #define OZU_RGB2GRAY_PAIRS(X) OZU_SAME_TYPE_PIXEL_PAIRS(X) OZU_WORKING_PAIR(X)
 #define OZU_GRAY2RGB_PAIRS(X) OZU_ALL_PIXEL_PAIRS(X)
 
-#define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(extern template, subRGB2Gray, S, D)
+#define OZU_X(S, D)                                                      \
+    OZU_LINE_KERNEL_INSTANCE(extern template, subRGB2Gray, S, D)         \
+    OZU_LINE_KERNEL_INSTANCE(extern template, scalar::subRGB2Gray, S, D) \
+    OZU_LINE_KERNEL_TARGETS_INSTANCE(extern template, subRGB2Gray, S, D)
 OZU_RGB2GRAY_PAIRS(OZU_X)
 #undef OZU_X
-#define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(extern template, subGray2RGB, S, D)
+#define OZU_X(S, D)                                                      \
+    OZU_LINE_KERNEL_INSTANCE(extern template, subGray2RGB, S, D)         \
+    OZU_LINE_KERNEL_INSTANCE(extern template, scalar::subGray2RGB, S, D) \
+    OZU_LINE_KERNEL_TARGETS_INSTANCE(extern template, subGray2RGB, S, D)
 OZU_GRAY2RGB_PAIRS(OZU_X)
 #undef OZU_X
 

@@ -1,9 +1,20 @@
-// The per-plane line kernels and their instances.
-#include "convert/plane_kernels.h"
+// The per-plane line kernels: the scalar references, the vector versions of
+// subInvert and subReNormalize for every compiled target, and the entries
+// that run the active target's version.
+#define HWY_TARGET_INCLUDE "convert/plane_kernels.cpp"
+#include "frame/simd_targets.h"  // compiles this file once per target
 
+#if OZU_SIMD_PASS
+#include "convert/plane_kernels_simd-inl.h"
+#endif
+
+#if HWY_ONCE
+#include "convert/plane_kernels.h"
 #include "frame/fixed_point.h"
 
 namespace ozu {
+
+namespace scalar {
 namespace {
 
 template <class S, class D>
@@ -46,15 +57,49 @@ bool subReNormalize(const S* const src[3], D* const dst[3], int32_t width, int32
     return true;
 }
 
+}  // namespace scalar
+
 template <class S, class D>
 bool subNoOp(const S* const[3], D* const[3], int32_t, int32_t, int32_t) {
     return true;
 }
 
-#define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(template, subInvert, S, D)
+template <class S, class D>
+const TargetTable<LineKernel<S, D>>& subInvert_targets() {
+    static constexpr TargetTable<LineKernel<S, D>> table{
+        {&scalar::subInvert<S, D>, OZU_SIMD_ENTRIES(SubInvert<S, D>)}};
+    return table;
+}
+
+template <class S, class D>
+const TargetTable<LineKernel<S, D>>& subReNormalize_targets() {
+    static constexpr TargetTable<LineKernel<S, D>> table{
+        {&scalar::subReNormalize<S, D>, OZU_SIMD_ENTRIES(SubReNormalize<S, D>)}};
+    return table;
+}
+
+template <class S, class D>
+bool subInvert(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+               int32_t dstMax) {
+    return subInvert_targets<S, D>().active()(src, dst, width, srcMax, dstMax);
+}
+
+template <class S, class D>
+bool subReNormalize(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                    int32_t dstMax) {
+    return subReNormalize_targets<S, D>().active()(src, dst, width, srcMax, dstMax);
+}
+
+#define OZU_X(S, D)                                             \
+    OZU_LINE_KERNEL_INSTANCE(template, scalar::subInvert, S, D) \
+    OZU_LINE_KERNEL_TARGETS_INSTANCE(template, subInvert, S, D) \
+    OZU_LINE_KERNEL_INSTANCE(template, subInvert, S, D)
 OZU_INVERT_PAIRS(OZU_X)
 #undef OZU_X
-#define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(template, subReNormalize, S, D)
+#define OZU_X(S, D)                                                  \
+    OZU_LINE_KERNEL_INSTANCE(template, scalar::subReNormalize, S, D) \
+    OZU_LINE_KERNEL_TARGETS_INSTANCE(template, subReNormalize, S, D) \
+    OZU_LINE_KERNEL_INSTANCE(template, subReNormalize, S, D)
 OZU_RENORMALIZE_PAIRS(OZU_X)
 #undef OZU_X
 #define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(template, subNoOp, S, D)
@@ -62,3 +107,4 @@ OZU_NOOP_PAIRS(OZU_X)
 #undef OZU_X
 
 }  // namespace ozu
+#endif  // HWY_ONCE

@@ -28,14 +28,35 @@ bool subReNormalize(const S* const src[3], D* const dst[3], int32_t width, int32
 template <class S, class D>
 bool subNoOp(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax, int32_t dstMax);
 
+template <class S, class D>
+const TargetTable<LineKernel<S, D>>& subInvert_targets();
+template <class S, class D>
+const TargetTable<LineKernel<S, D>>& subReNormalize_targets();
+
+// The scalar references.
+namespace scalar {
+template <class S, class D>
+bool subInvert(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+               int32_t dstMax);
+template <class S, class D>
+bool subReNormalize(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                    int32_t dstMax);
+}  // namespace scalar
+
 #define OZU_INVERT_PAIRS(X) OZU_ALL_PIXEL_PAIRS(X) OZU_WORKING_PAIR(X)
 #define OZU_RENORMALIZE_PAIRS(X) OZU_ALL_PIXEL_PAIRS(X)
 #define OZU_NOOP_PAIRS(X) OZU_SAME_TYPE_PIXEL_PAIRS(X) OZU_WORKING_PAIR(X)
 
-#define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(extern template, subInvert, S, D)
+#define OZU_X(S, D)                                                    \
+    OZU_LINE_KERNEL_INSTANCE(extern template, subInvert, S, D)         \
+    OZU_LINE_KERNEL_INSTANCE(extern template, scalar::subInvert, S, D) \
+    OZU_LINE_KERNEL_TARGETS_INSTANCE(extern template, subInvert, S, D)
 OZU_INVERT_PAIRS(OZU_X)
 #undef OZU_X
-#define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(extern template, subReNormalize, S, D)
+#define OZU_X(S, D)                                                         \
+    OZU_LINE_KERNEL_INSTANCE(extern template, subReNormalize, S, D)         \
+    OZU_LINE_KERNEL_INSTANCE(extern template, scalar::subReNormalize, S, D) \
+    OZU_LINE_KERNEL_TARGETS_INSTANCE(extern template, subReNormalize, S, D)
 OZU_RENORMALIZE_PAIRS(OZU_X)
 #undef OZU_X
 #define OZU_X(S, D) OZU_LINE_KERNEL_INSTANCE(extern template, subNoOp, S, D)
