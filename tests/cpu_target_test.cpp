@@ -44,8 +44,11 @@ TEST(CpuTarget, ScalarIsAlwaysCompiledAndAvailable) {
 }
 
 TEST(CpuTarget, AvailableTargetsAreCompiledOnes) {
-    for (CpuTarget t : kAllCpuTargets)
-        if (cpu_target_available(t)) EXPECT_TRUE(cpu_target_compiled(t)) << cpu_target_name(t);
+    for (CpuTarget t : kAllCpuTargets) {
+        if (cpu_target_available(t)) {
+            EXPECT_TRUE(cpu_target_compiled(t)) << cpu_target_name(t);
+        }
+    }
 }
 
 TEST(CpuTarget, BestTargetIsTheWidestAvailable) {
@@ -106,6 +109,7 @@ TEST(TargetTable, RunsTheActiveTargetsVersion) {
     const TargetTable<bool (*)()> table{{&f0, &f1, &f1, &f1}};
     ASSERT_TRUE(force_cpu_target(CpuTarget::kScalar));
     EXPECT_FALSE(table.active()());
-    if (force_cpu_target(best_cpu_target()) && best_cpu_target() != CpuTarget::kScalar)
+    if (force_cpu_target(best_cpu_target()) && best_cpu_target() != CpuTarget::kScalar) {
         EXPECT_TRUE(table.active()());
+    }
 }

@@ -422,3 +422,104 @@ TYPED_TEST(HueInverseInstance, ConvertsHsvRangeEndsToRgb) {
     EXPECT_TRUE((subHSV2RGB<S, D>(src.in(), dst.out(), 7, pixel_max<S>, pixel_max<D>)));
     ozu_test::expect_planes(dst, kHsvToRgbExpected[ozu_test::pair_row<S, D>()]);
 }
+
+// Every vector version against the scalar kernel: seeded lines of every width
+// 0..100 (so every tail) with grey, tied and range-end pixels mixed in, over
+// the ranges that take each path (255 -> 255 the table path, other equal
+// ranges the integer path, unequal ranges the float path).
+
+TYPED_TEST(HueForwardInstance, EveryTargetMatchesTheScalarHlsKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        ozu_test::expect_targets_match_scalar<S, D>(subRGB2HLS_targets<S, D>(), srcMax, dstMax, true);
+}
+
+TYPED_TEST(HueForwardInstance, EveryTargetMatchesTheScalarHsvKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        ozu_test::expect_targets_match_scalar<S, D>(subRGB2HSV_targets<S, D>(), srcMax, dstMax, true);
+}
+
+TYPED_TEST(HueInverseInstance, EveryTargetMatchesTheScalarHlsToRgbKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        ozu_test::expect_targets_match_scalar<S, D>(subHLS2RGB_targets<S, D>(), srcMax, dstMax, true);
+}
+
+TYPED_TEST(HueInverseInstance, EveryTargetMatchesTheScalarHsvToRgbKernel) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
+        ozu_test::expect_targets_match_scalar<S, D>(subHSV2RGB_targets<S, D>(), srcMax, dstMax, true);
+}
+
+TEST(SubRGB2HSV, GivesEveryEightBitColourTheSameBitsOnEveryTarget) {
+    // The whole 8-bit cube, one line per (red, green) with blue running over
+    // the line, through each available target against the scalar kernel.
+    Line3<uint8_t> src(256);
+    Line3<uint8_t> want(256);
+    Line3<uint8_t> got(256);
+    for (int b = 0; b < 256; ++b) src.plane[2][b] = static_cast<uint8_t>(b);
+    for (CpuTarget target : kAllCpuTargets) {
+        if (target == CpuTarget::kScalar || !cpu_target_available(target)) continue;
+        const auto kernel = subRGB2HSV_targets<uint8_t, uint8_t>().on(target);
+        long mismatches = 0;
+        int first[3] = {-1, -1, -1};
+        for (int r = 0; r < 256; ++r) {
+            std::fill(src.plane[0].begin(), src.plane[0].end(), static_cast<uint8_t>(r));
+            for (int g = 0; g < 256; ++g) {
+                std::fill(src.plane[1].begin(), src.plane[1].end(), static_cast<uint8_t>(g));
+                scalar::subRGB2HSV<uint8_t, uint8_t>(src.in(), want.out(), 256, 255, 255);
+                kernel(src.in(), got.out(), 256, 255, 255);
+                for (int p = 0; p < 3; ++p) {
+                    if (want.plane[p] == got.plane[p]) continue;
+                    if (mismatches++ == 0) {
+                        for (int b = 0; b < 256; ++b)
+                            if (want.plane[p][b] != got.plane[p][b]) {
+                                first[0] = r, first[1] = g, first[2] = b;
+                                break;
+                            }
+                    }
+                }
+            }
+        }
+        EXPECT_EQ(mismatches, 0) << cpu_target_name(target) << ": first wrong colour (" << first[0]
+                                 << ", " << first[1] << ", " << first[2] << ")";
+    }
+}
+
+TEST(SubRGB2HLS, GivesEveryEightBitColourTheSameBitsOnEveryTarget) {
+    Line3<uint8_t> src(256);
+    Line3<uint8_t> want(256);
+    Line3<uint8_t> got(256);
+    for (int b = 0; b < 256; ++b) src.plane[2][b] = static_cast<uint8_t>(b);
+    for (CpuTarget target : kAllCpuTargets) {
+        if (target == CpuTarget::kScalar || !cpu_target_available(target)) continue;
+        const auto kernel = subRGB2HLS_targets<uint8_t, uint8_t>().on(target);
+        long mismatches = 0;
+        int first[3] = {-1, -1, -1};
+        for (int r = 0; r < 256; ++r) {
+            std::fill(src.plane[0].begin(), src.plane[0].end(), static_cast<uint8_t>(r));
+            for (int g = 0; g < 256; ++g) {
+                std::fill(src.plane[1].begin(), src.plane[1].end(), static_cast<uint8_t>(g));
+                scalar::subRGB2HLS<uint8_t, uint8_t>(src.in(), want.out(), 256, 255, 255);
+                kernel(src.in(), got.out(), 256, 255, 255);
+                for (int p = 0; p < 3; ++p) {
+                    if (want.plane[p] == got.plane[p]) continue;
+                    if (mismatches++ == 0) {
+                        for (int b = 0; b < 256; ++b)
+                            if (want.plane[p][b] != got.plane[p][b]) {
+                                first[0] = r, first[1] = g, first[2] = b;
+                                break;
+                            }
+                    }
+                }
+            }
+        }
+        EXPECT_EQ(mismatches, 0) << cpu_target_name(target) << ": first wrong colour (" << first[0]
+                                 << ", " << first[1] << ", " << first[2] << ")";
+    }
+}

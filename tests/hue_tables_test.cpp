@@ -4,10 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
+#include "convert/hue_kernels.h"
 #include "convert/hue_tables.h"
+#include "frame/cpu_target.h"
+#include "test_support.h"
 
 namespace {
 
@@ -100,5 +105,30 @@ TEST(HueTables, MatchTheirCompileTimeGenerators) {
             ASSERT_EQ(RGB2HLS_Saturation[r * 256 + c], ozu::hls_saturation_entry(r, c));
             ASSERT_EQ(RGB2HSV_Saturation[r * 256 + c], ozu::hsv_saturation_entry(r, c));
         }
+    }
+}
+
+TEST(HueTables, AreComputedExactlyByEveryVectorTarget) {
+    // The 8-bit hue paths of the vector kernels compute the two saturation
+    // tables instead of reading them; every one of the 65536 entries must
+    // come out as the table holds it.
+    std::vector<int32_t> rows(65536), cols(65536), hls(65536), hsv(65536);
+    for (int32_t k = 0; k < 65536; ++k) rows[k] = k >> 8, cols[k] = k & 0xFF;
+    for (ozu::CpuTarget target : ozu::kAllCpuTargets) {
+        if (!ozu::cpu_target_available(target)) continue;
+        std::fill(hls.begin(), hls.end(), -1);
+        std::fill(hsv.begin(), hsv.end(), -1);
+        ozu::hue_table_entries_targets().on(target)(rows.data(), cols.data(), hls.data(), hsv.data(),
+                                                    rows.size());
+        Mismatches hlsWrong, hsvWrong;
+        for (int32_t k = 0; k < 65536; ++k) {
+            hlsWrong.check(k >> 8, k & 0xFF, RGB2HLS_Saturation[k], static_cast<uint8_t>(hls[k]));
+            hsvWrong.check(k >> 8, k & 0xFF, RGB2HSV_Saturation[k], static_cast<uint8_t>(hsv[k]));
+            ASSERT_TRUE(hls[k] >= 0 && hls[k] <= 255 && hsv[k] >= 0 && hsv[k] <= 255)
+                << ozu::cpu_target_name(target) << " at " << k;
+        }
+        SCOPED_TRACE(ozu::cpu_target_name(target));
+        expect_none(hlsWrong);
+        expect_none(hsvWrong);
     }
 }

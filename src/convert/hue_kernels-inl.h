@@ -1,5 +1,6 @@
-// Definitions of the hue line kernels declared in hue_kernels.h. Included only
-// by hue_kernels.cpp, which instantiates them.
+// Definitions of the scalar hue line kernels declared in hue_kernels.h: the
+// reference every vector version must match bit for bit. Included only by
+// hue_kernels.cpp, which instantiates them.
 #pragma once
 
 #include <cstdint>
@@ -84,6 +85,8 @@ inline float hls_channel(float m1, float m2, float x) {
 }
 
 }  // namespace hue_detail
+
+namespace scalar {
 
 template <class S, class D>
 bool subRGB2HLS(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
@@ -323,4 +326,5 @@ bool subHSV2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t s
     return true;
 }
 
+}  // namespace scalar
 }  // namespace ozu

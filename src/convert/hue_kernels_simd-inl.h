@@ -1,0 +1,405 @@
+// Vector versions of the hue line kernels, compiled once per target by
+// hue_kernels.cpp (see frame/cpu_target.h).
+//
+// Each path of hue_kernels-inl.h is followed step by step in lanes: the same
+// comparisons in the same order (so ties and NaN go the same way; note that
+// a != b is written Not(Eq(a, b)), true for NaN like the C++ operator, never
+// Ne, which some targets compare ordered), the same single-precision
+// operations in the same order (vector division, multiplication, addition and
+// conversion from integer are rounded as the scalar ones are), the same
+// saturating float-to-integer rule, and every branch computed for all lanes
+// and selected. The two 8-bit table paths compute their table entries
+// instead of reading them: the quotients involved are exact in single
+// precision, and hue_tables_test proves the computed entries equal to the
+// exported tables at all 65536 indices on every target.
+#if defined(OZU_CONVERT_HUE_KERNELS_SIMD_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef OZU_CONVERT_HUE_KERNELS_SIMD_INL_H_
+#undef OZU_CONVERT_HUE_KERNELS_SIMD_INL_H_
+#else
+#define OZU_CONVERT_HUE_KERNELS_SIMD_INL_H_
+#endif
+
+#include <cstdint>
+
+#include "convert/hue_kernels.h"
+#include "frame/fixed_point.h"
+#include "frame/simd_lanes-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace ozu {
+namespace HWY_NAMESPACE {
+namespace hue_simd {
+
+constexpr size_t kLanes = hn::MaxLanes(DI32());
+
+HWY_INLINE VF32 F(float v) { return hn::Set(DF32(), v); }
+HWY_INLINE VI32 I(int32_t v) { return hn::Set(DI32(), v); }
+
+// Masks of integer lanes as masks of float lanes and back (same lane size).
+HWY_INLINE hn::Mask<DF32> AsF(hn::Mask<DI32> m) { return hn::RebindMask(DF32(), m); }
+HWY_INLINE hn::Mask<DF32> AsF(hn::Mask<DF32> m) { return m; }
+HWY_INLINE hn::Mask<DI32> AsI(hn::Mask<DF32> m) { return hn::RebindMask(DI32(), m); }
+
+// a != b as C++ has it: true when either is NaN.
+template <class V>
+HWY_INLINE auto Differ(V a, V b) {
+    return hn::Not(hn::Eq(a, b));
+}
+
+template <class V>
+struct Extremes {
+    V max;
+    V min;
+};
+
+// hue_detail::extremes: the larger and smaller of G and B, then R against
+// them; min = R if R < lo, else max = R if R > hi.
+template <class V>
+HWY_INLINE Extremes<V> FindExtremes(V r, V g, V b) {
+    const auto gb = hn::Gt(g, b);
+    const V hi = hn::IfThenElse(gb, g, b);
+    const V lo = hn::IfThenElse(gb, b, g);
+    const auto rLo = hn::Lt(r, lo);
+    const auto rHi = hn::AndNot(rLo, hn::Gt(r, hi));
+    return {hn::IfThenElse(rHi, r, hi), hn::IfThenElse(rLo, r, lo)};
+}
+
+// hue_detail::difference: integer channels subtracted with wrap-around and
+// then converted, float channels subtracted in float.
+HWY_INLINE VF32 Difference(VI32 a, VI32 b) { return ToF32(hn::Sub(a, b)); }
+HWY_INLINE VF32 Difference(VF32 a, VF32 b) { return hn::Sub(a, b); }
+
+// hue_detail::hue_degrees with its three cases chosen per lane: the two
+// quotients of the chosen case, in the scalar order of operations.
+template <class V>
+HWY_INLINE VF32 HueDegrees(V r, V g, V b, V max, VF32 d) {
+    const auto isR = AsF(hn::Eq(r, max));
+    const auto isG = hn::AndNot(isR, AsF(hn::Eq(g, max)));
+    const VF32 mb = Difference(max, b);
+    const VF32 mg = Difference(max, g);
+    const VF32 mr = Difference(max, r);
+    const VF32 first = hn::IfThenElse(isR, mb, hn::IfThenElse(isG, mr, mg));
+    const VF32 second = hn::IfThenElse(isR, mg, hn::IfThenElse(isG, mb, mr));
+    const VF32 base = hn::IfThenElse(isG, F(2.0f), F(4.0f));
+    const VF32 q1 = hn::Div(first, d);
+    const VF32 q2 = hn::Div(second, d);
+    VF32 h = hn::IfThenElse(isR, hn::Sub(q1, q2), hn::Sub(hn::Add(base, q1), q2));
+    h = hn::Mul(h, F(60.0f));
+    return hn::IfThenElse(hn::Lt(h, F(0.0f)), hn::Add(h, F(360.0f)), h);
+}
+
+// hue_detail::scale_hue.
+HWY_INLINE VI32 ScaleHue(VF32 degrees, VF32 dstMax) {
+    return TruncToI32(hn::Mul(hn::Div(degrees, F(360.0f)), dstMax));
+}
+
+// value / srcMax in single precision.
+template <class S>
+HWY_INLINE VF32 LoadNormalised(const S* p, VF32 srcMax) {
+    return hn::Div(ToF32(LoadI32(p)), srcMax);
+}
+
+// ---- the two 8-bit tables, computed --------------------------------------
+
+// RGB2HLS_Saturation at (row, col), both 0..255: 0 on the diagonal, else
+// (row - col) x 255 over row + col (sum <= 255) or 510 - row - col,
+// truncated toward zero, low 8 bits. |quotient| <= 255 and the divisor is at
+// most 510, so the single-precision quotient is never within one rounding
+// of the next integer: truncating it gives the integer quotient.
+HWY_INLINE VI32 HlsSaturationEntry(VI32 row, VI32 col) {
+    const auto same = hn::Eq(row, col);
+    const VI32 sum = hn::Add(row, col);
+    VI32 den = hn::IfThenElse(hn::Gt(sum, I(255)), hn::Sub(I(510), sum), sum);
+    den = hn::IfThenElse(same, I(1), den);
+    const VI32 num = hn::Mul(hn::Sub(row, col), I(255));
+    const VI32 q = hn::ConvertTo(DI32(), hn::Div(ToF32(num), ToF32(den)));
+    return hn::IfThenZeroElse(same, hn::And(q, I(0xFF)));
+}
+
+// RGB2HSV_Saturation at (row, col), both 0..255: row <= col gives
+// trunc(row x 255 / col) (0 for col 0), row > col gives
+// (85 col + row) / (2 row) - 44, low 8 bits. Both quotients are below 256
+// with divisors below 511: exact as above.
+HWY_INLINE VI32 HsvTableEntry(VI32 row, VI32 col) {
+    const auto upper = hn::Not(hn::Gt(row, col));
+    const VI32 num = hn::IfThenElse(upper, hn::Mul(row, I(255)), hn::Add(hn::Mul(col, I(85)), row));
+    const VI32 den = hn::IfThenElse(upper, hn::Max(col, I(1)), hn::Add(row, row));
+    const VI32 q = hn::ConvertTo(DI32(), hn::Div(ToF32(num), ToF32(den)));
+    return hn::And(hn::IfThenElse(upper, q, hn::Sub(q, I(44))), I(0xFF));
+}
+
+// ---- RGB -> HLS ------------------------------------------------------------
+
+template <class S, class D>
+HWY_INLINE void HlsTablePath(const S* const src[3], D* const dst[3], int32_t width) {
+    const VF32 fdst = F(255.0f);
+    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+        const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
+        const Extremes<VI32> e = FindExtremes(r, g, b);
+        const VI32 row = hn::And(e.max, I(0xFF));
+        const VI32 col = hn::And(e.min, I(0xFF));
+        const VI32 lightness = hn::ShiftRight<1>(hn::Add(row, col));
+        const VI32 saturation = HlsSaturationEntry(row, col);
+        const VF32 d = ToF32(hn::Sub(e.max, e.min));
+        const VI32 h = hn::IfThenElseZero(hn::Ne(e.max, e.min),
+                                          ScaleHue(HueDegrees(r, g, b, e.max, d), fdst));
+        StoreLow(h, q[0] + x);
+        StoreLow(lightness, q[1] + x);
+        StoreLow(saturation, q[2] + x);
+    });
+}
+
+template <class S, class D>
+HWY_INLINE void HlsEqualPath(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax) {
+    const VF32 fdst = F(static_cast<float>(srcMax));
+    const VI32 halfRange = I(srcMax / 2);
+    const VI32 twiceRange = I(wmul(2, srcMax));
+    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+        const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
+        const Extremes<VI32> e = FindExtremes(r, g, b);
+        const VI32 l = hn::ShiftRight<1>(hn::Add(e.max, e.min));
+        const VI32 d = hn::Sub(e.max, e.min);
+        const VI32 den = hn::IfThenElse(hn::Gt(l, halfRange), hn::Sub(hn::Sub(twiceRange, e.max), e.min),
+                                        hn::Add(e.max, e.min));
+        const VF32 fd = ToF32(d);
+        const VI32 s = TruncToI32(hn::Mul(hn::Div(fd, ToF32(den)), fdst));
+        const VI32 h = ScaleHue(HueDegrees(r, g, b, e.max, fd), fdst);
+        const auto chromatic = hn::Ne(e.max, e.min);
+        StoreLow(hn::IfThenElseZero(chromatic, h), q[0] + x);
+        StoreLow(l, q[1] + x);
+        StoreLow(hn::IfThenElseZero(chromatic, s), q[2] + x);
+    });
+}
+
+template <class S, class D>
+HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                             int32_t dstMax) {
+    const VF32 fsrc = F(static_cast<float>(srcMax));
+    const VF32 fdst = F(static_cast<float>(dstMax));
+    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+        const VF32 r = LoadNormalised(p[0] + x, fsrc);
+        const VF32 g = LoadNormalised(p[1] + x, fsrc);
+        const VF32 b = LoadNormalised(p[2] + x, fsrc);
+        const Extremes<VF32> e = FindExtremes(r, g, b);
+        const VF32 l = hn::Mul(hn::Add(e.max, e.min), F(0.5f));
+        const VF32 d = hn::Sub(e.max, e.min);
+        const VF32 den = hn::IfThenElse(hn::Le(l, F(0.5f)), hn::Add(e.max, e.min),
+                                        hn::Sub(hn::Sub(F(2.0f), e.max), e.min));
+        const VI32 s = TruncToI32(hn::Mul(hn::Div(d, den), fdst));
+        const VI32 h = ScaleHue(HueDegrees(r, g, b, e.max, d), fdst);
+        const auto chromatic = AsI(Differ(e.max, e.min));
+        StoreLow(hn::IfThenElseZero(chromatic, h), q[0] + x);
+        StoreLow(TruncToI32(hn::Mul(l, fdst)), q[1] + x);
+        StoreLow(hn::IfThenElseZero(chromatic, s), q[2] + x);
+    });
+}
+
+// ---- RGB -> HSV ------------------------------------------------------------
+
+// The case table of the scalar kernel, with max, min and the middle channel
+// found directly: in every case V is the maximum, the saturation entry is
+// read at (max - min, max) and the hue-fraction entry at (max - min,
+// middle - min), and the case only decides the sign of the entry and the
+// sector offset added to it. The sums wrap around like the scalar
+// subtractions, and only the low 8 bits of an index count.
+template <class S, class D>
+HWY_INLINE void HsvTablePath(const S* const src[3], D* const dst[3], int32_t width) {
+    const VI32 low = I(0xFF);
+    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+        const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
+        const VI32 max = hn::Max(r, hn::Max(g, b));
+        const VI32 min = hn::Min(r, hn::Min(g, b));
+        const VI32 d = hn::And(hn::Sub(max, min), low);
+        const VI32 mid = hn::Sub(hn::Sub(hn::Add(hn::Add(r, g), b), max), min);
+        const VI32 s = HsvTableEntry(d, hn::And(max, low));
+        const VI32 fraction = HsvTableEntry(d, hn::And(hn::Sub(mid, min), low));
+        // Cases by R < G, then G < B and R < B, as the scalar branches:
+        //   R < G:  G < B: -128 - T;  R < B: T - 128;  else 43 - T
+        //   R >= G: R < B: T - 43;  G < B: -44 - T;  else T + 44
+        const auto rg = hn::Lt(r, g);
+        const auto gb = hn::Lt(g, b);
+        const auto rb = hn::Lt(r, b);
+        const auto negative =
+            hn::Or(hn::And(rg, hn::Not(hn::AndNot(gb, rb))), hn::AndNot(rg, hn::AndNot(rb, gb)));
+        const VI32 offset = hn::IfThenElse(rg, hn::IfThenElse(hn::Or(gb, rb), I(-128), I(43)),
+                                           hn::IfThenElse(rb, I(-43), hn::IfThenElse(gb, I(-44), I(44))));
+        const VI32 h = hn::Add(offset, hn::IfThenElse(negative, hn::Neg(fraction), fraction));
+        StoreLow(hn::And(h, low), q[0] + x);
+        StoreLow(s, q[1] + x);
+        StoreLow(hn::And(max, low), q[2] + x);
+    });
+}
+
+template <class S, class D>
+HWY_INLINE void HsvEqualPath(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax) {
+    const VF32 fdst = F(static_cast<float>(srcMax));
+    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+        const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
+        const Extremes<VI32> e = FindExtremes(r, g, b);
+        const VI32 d = hn::Sub(e.max, e.min);
+        const VF32 fd = ToF32(d);
+        const VI32 s = TruncToI32(hn::Mul(hn::Div(fd, ToF32(e.max)), fdst));
+        const VI32 h = ScaleHue(HueDegrees(r, g, b, e.max, fd), fdst);
+        const auto lit = hn::Ne(e.max, I(0));
+        StoreLow(hn::IfThenElseZero(hn::And(lit, hn::Ne(d, I(0))), h), q[0] + x);
+        StoreLow(hn::IfThenElseZero(lit, s), q[1] + x);
+        StoreLow(e.max, q[2] + x);
+    });
+}
+
+template <class S, class D>
+HWY_INLINE void HsvFloatPath(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                             int32_t dstMax) {
+    const VF32 fsrc = F(static_cast<float>(srcMax));
+    const VF32 fdst = F(static_cast<float>(dstMax));
+    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+        const VF32 r = LoadNormalised(p[0] + x, fsrc);
+        const VF32 g = LoadNormalised(p[1] + x, fsrc);
+        const VF32 b = LoadNormalised(p[2] + x, fsrc);
+        const Extremes<VF32> e = FindExtremes(r, g, b);
+        const VF32 d = hn::Sub(e.max, e.min);
+        const VI32 s = TruncToI32(hn::Mul(hn::Div(d, e.max), fdst));
+        const VI32 h = ScaleHue(HueDegrees(r, g, b, e.max, d), fdst);
+        const auto lit = Differ(e.max, F(0.0f));
+        StoreLow(hn::IfThenElseZero(AsI(hn::And(lit, Differ(d, F(0.0f)))), h), q[0] + x);
+        StoreLow(hn::IfThenElseZero(AsI(lit), s), q[1] + x);
+        StoreLow(TruncToI32(hn::Mul(e.max, fdst)), q[2] + x);
+    });
+}
+
+// ---- HLS and HSV -> RGB ----------------------------------------------------
+
+// hue_detail::hls_channel: the hue brought into 0..360 once, then the ramp
+// up below 60 degrees, m2 below 180, the ramp down below 240 and m1 above.
+// Both ramps are m1 + (m2 - m1) x t / 60, with t = x or 240 - x.
+HWY_INLINE VF32 HlsChannel(VF32 m1, VF32 m2, VF32 x) {
+    x = hn::IfThenElse(hn::Gt(x, F(360.0f)), hn::Sub(x, F(360.0f)),
+                       hn::IfThenElse(hn::Lt(x, F(0.0f)), hn::Add(x, F(360.0f)), x));
+    const auto rising = hn::Lt(x, F(60.0f));
+    const VF32 t = hn::IfThenElse(rising, x, hn::Sub(F(240.0f), x));
+    const VF32 ramp = hn::Add(m1, hn::Div(hn::Mul(hn::Sub(m2, m1), t), F(60.0f)));
+    return hn::IfThenElse(rising, ramp,
+                          hn::IfThenElse(hn::Lt(x, F(180.0f)), m2,
+                                         hn::IfThenElse(hn::Lt(x, F(240.0f)), ramp, m1)));
+}
+
+template <class S, class D>
+HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                         int32_t dstMax) {
+    const VF32 fsrc = F(static_cast<float>(srcMax));
+    const VF32 fdst = F(static_cast<float>(dstMax));
+    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+        const VF32 h = hn::Div(hn::Mul(ToF32(LoadI32(p[0] + x)), F(360.0f)), fsrc);
+        const VF32 l = LoadNormalised(p[1] + x, fsrc);
+        const VF32 s = LoadNormalised(p[2] + x, fsrc);
+        const VF32 m2 = hn::IfThenElse(hn::Le(l, F(0.5f)), hn::Mul(l, hn::Add(F(1.0f), s)),
+                                       hn::Sub(hn::Add(l, s), hn::Mul(l, s)));
+        const VF32 m1 = hn::Sub(hn::Mul(F(2.0f), l), m2);
+        const auto grey = AsI(hn::Eq(s, F(0.0f)));
+        const VI32 flat = TruncToI32(hn::Mul(l, fdst));
+        const auto channel = [&](VF32 hue) {
+            return hn::IfThenElse(grey, flat, TruncToI32(hn::Mul(HlsChannel(m1, m2, hue), fdst)));
+        };
+        StoreLow(channel(hn::Add(h, F(120.0f))), q[0] + x);
+        StoreLow(channel(h), q[1] + x);
+        StoreLow(channel(hn::Sub(h, F(120.0f))), q[2] + x);
+    });
+}
+
+template <class S, class D>
+HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                         int32_t dstMax) {
+    const VF32 fsrc = F(static_cast<float>(srcMax));
+    const VF32 fdst = F(static_cast<float>(dstMax));
+    const VF32 one = F(1.0f);
+    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+        const VF32 h = LoadNormalised(p[0] + x, fsrc);
+        const VF32 s = LoadNormalised(p[1] + x, fsrc);
+        const VF32 v = LoadNormalised(p[2] + x, fsrc);
+        const VF32 sector = hn::Div(hn::Mul(h, F(360.0f)), F(60.0f));
+        const VI32 i = TruncToI32(sector);
+        const VF32 f = hn::Sub(sector, ToF32(i));
+        const VF32 pv = hn::Mul(v, hn::Sub(one, s));
+        const VF32 qv = hn::Mul(v, hn::Sub(one, hn::Mul(s, f)));
+        const VF32 tv = hn::Mul(v, hn::Sub(one, hn::Mul(s, hn::Sub(one, f))));
+        const auto i0 = AsF(hn::Eq(i, I(0))), i1 = AsF(hn::Eq(i, I(1))), i2 = AsF(hn::Eq(i, I(2)));
+        const auto i3 = AsF(hn::Eq(i, I(3))), i4 = AsF(hn::Eq(i, I(4)));
+        // Sectors 0..5: (v, t, p), (q, v, p), (p, v, t), (p, q, v), (t, p, v), (v, p, q).
+        const VF32 rf = hn::IfThenElse(i1, qv, hn::IfThenElse(hn::Or(i2, i3), pv, hn::IfThenElse(i4, tv, v)));
+        const VF32 gf = hn::IfThenElse(i0, tv, hn::IfThenElse(hn::Or(i1, i2), v, hn::IfThenElse(i3, qv, pv)));
+        const VF32 bf = hn::IfThenElse(hn::Or(i0, i1), pv, hn::IfThenElse(i2, tv, hn::IfThenElse(hn::Or(i3, i4), v, qv)));
+        const auto grey = AsI(hn::Eq(s, F(0.0f)));
+        const VI32 flat = TruncToI32(hn::Mul(v, fdst));
+        VI32 rOut = hn::IfThenElse(grey, flat, TruncToI32(hn::Mul(rf, fdst)));
+        VI32 gOut = hn::IfThenElse(grey, flat, TruncToI32(hn::Mul(gf, fdst)));
+        VI32 bOut = hn::IfThenElse(grey, flat, TruncToI32(hn::Mul(bf, fdst)));
+        // A sector outside 0..5 leaves the pixel as it was.
+        const auto skip = hn::AndNot(grey, hn::Or(hn::Lt(i, I(0)), hn::Gt(i, I(5))));
+        if (!hn::AllFalse(DI32(), skip)) {
+            rOut = hn::IfThenElse(skip, LoadI32(q[0] + x), rOut);
+            gOut = hn::IfThenElse(skip, LoadI32(q[1] + x), gOut);
+            bOut = hn::IfThenElse(skip, LoadI32(q[2] + x), bOut);
+        }
+        StoreLow(rOut, q[0] + x);
+        StoreLow(gOut, q[1] + x);
+        StoreLow(bOut, q[2] + x);
+    });
+}
+
+}  // namespace hue_simd
+
+template <class S, class D>
+bool SubRGB2HLS(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                int32_t dstMax) {
+    if (srcMax == 255 && dstMax == 255)
+        hue_simd::HlsTablePath(src, dst, width);
+    else if (srcMax == dstMax)
+        hue_simd::HlsEqualPath(src, dst, width, srcMax);
+    else
+        hue_simd::HlsFloatPath(src, dst, width, srcMax, dstMax);
+    return true;
+}
+
+template <class S, class D>
+bool SubRGB2HSV(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                int32_t dstMax) {
+    if (srcMax == 255 && dstMax == 255)
+        hue_simd::HsvTablePath(src, dst, width);
+    else if (srcMax == dstMax)
+        hue_simd::HsvEqualPath(src, dst, width, srcMax);
+    else
+        hue_simd::HsvFloatPath(src, dst, width, srcMax, dstMax);
+    return true;
+}
+
+template <class S, class D>
+bool SubHLS2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                int32_t dstMax) {
+    hue_simd::HlsToRgb(src, dst, width, srcMax, dstMax);
+    return true;
+}
+
+template <class S, class D>
+bool SubHSV2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
+                int32_t dstMax) {
+    hue_simd::HsvToRgb(src, dst, width, srcMax, dstMax);
+    return true;
+}
+
+// The computed entries of the two 8-bit tables, for the exhaustive test:
+// entry (row, col) of RGB2HLS_Saturation and RGB2HSV_Saturation for n pairs,
+// n a multiple of 16.
+inline void HueTableEntries(const int32_t* rows, const int32_t* cols, int32_t* hls, int32_t* hsv,
+                            size_t n) {
+    for (size_t x = 0; x + hue_simd::kLanes <= n; x += hue_simd::kLanes) {
+        const VI32 row = hn::LoadU(DI32(), rows + x), col = hn::LoadU(DI32(), cols + x);
+        hn::StoreU(hue_simd::HlsSaturationEntry(row, col), DI32(), hls + x);
+        hn::StoreU(hue_simd::HsvTableEntry(row, col), DI32(), hsv + x);
+    }
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace ozu
+HWY_AFTER_NAMESPACE();
+
+#endif  // per-target include guard
