@@ -133,7 +133,7 @@ HWY_INLINE VI32 HsvTableEntry(VI32 row, VI32 col) {
 template <class S, class D>
 HWY_INLINE void HlsTablePath(const S* const src[3], D* const dst[3], int32_t width) {
     const VF32 fdst = F(255.0f);
-    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         const Extremes<VI32> e = FindExtremes(r, g, b);
         const VI32 row = hn::And(e.max, I(0xFF));
@@ -154,7 +154,7 @@ HWY_INLINE void HlsEqualPath(const S* const src[3], D* const dst[3], int32_t wid
     const VF32 fdst = F(static_cast<float>(srcMax));
     const VI32 halfRange = I(srcMax / 2);
     const VI32 twiceRange = I(wmul(2, srcMax));
-    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         const Extremes<VI32> e = FindExtremes(r, g, b);
         const VI32 l = hn::ShiftRight<1>(hn::Add(e.max, e.min));
@@ -176,7 +176,7 @@ HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t wid
                              int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 r = LoadNormalised(p[0] + x, fsrc);
         const VF32 g = LoadNormalised(p[1] + x, fsrc);
         const VF32 b = LoadNormalised(p[2] + x, fsrc);
@@ -205,7 +205,7 @@ HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t wid
 template <class S, class D>
 HWY_INLINE void HsvTablePath(const S* const src[3], D* const dst[3], int32_t width) {
     const VI32 low = I(0xFF);
-    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         const VI32 max = hn::Max(r, hn::Max(g, b));
         const VI32 min = hn::Min(r, hn::Min(g, b));
@@ -233,7 +233,7 @@ HWY_INLINE void HsvTablePath(const S* const src[3], D* const dst[3], int32_t wid
 template <class S, class D>
 HWY_INLINE void HsvEqualPath(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax) {
     const VF32 fdst = F(static_cast<float>(srcMax));
-    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         const Extremes<VI32> e = FindExtremes(r, g, b);
         const VI32 d = hn::Sub(e.max, e.min);
@@ -252,7 +252,7 @@ HWY_INLINE void HsvFloatPath(const S* const src[3], D* const dst[3], int32_t wid
                              int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 r = LoadNormalised(p[0] + x, fsrc);
         const VF32 g = LoadNormalised(p[1] + x, fsrc);
         const VF32 b = LoadNormalised(p[2] + x, fsrc);
@@ -288,7 +288,7 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
                          int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 h = hn::Div(hn::Mul(ToF32(LoadI32(p[0] + x)), F(360.0f)), fsrc);
         const VF32 l = LoadNormalised(p[1] + x, fsrc);
         const VF32 s = LoadNormalised(p[2] + x, fsrc);
@@ -297,7 +297,7 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         const VF32 m1 = hn::Sub(hn::Mul(F(2.0f), l), m2);
         const auto grey = AsI(hn::Eq(s, F(0.0f)));
         const VI32 flat = TruncToI32(hn::Mul(l, fdst));
-        const auto channel = [&](VF32 hue) {
+        const auto channel = [=](VF32 hue) OZU_INLINE_LAMBDA {
             return hn::IfThenElse(grey, flat, TruncToI32(hn::Mul(HlsChannel(m1, m2, hue), fdst)));
         };
         StoreLow(channel(hn::Add(h, F(120.0f))), q[0] + x);
@@ -312,7 +312,7 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
     const VF32 one = F(1.0f);
-    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 h = LoadNormalised(p[0] + x, fsrc);
         const VF32 s = LoadNormalised(p[1] + x, fsrc);
         const VF32 v = LoadNormalised(p[2] + x, fsrc);

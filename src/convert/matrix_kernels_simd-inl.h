@@ -41,12 +41,12 @@ HWY_INLINE void TransformLine(const S* const src[3], D* const dst[3], int32_t wi
     const VI32 zero = hn::Zero(d);
     // One output channel; the clamp to 0..dstMax is the scalar one as long
     // as dstMax >= 0, which the caller ensures.
-    const auto channel = [&](VI32 c0, VI32 c1, VI32 c2, VI32 a, VI32 b, VI32 c, VI32 offset) {
+    const auto channel = [=](VI32 c0, VI32 c1, VI32 c2, VI32 a, VI32 b, VI32 c, VI32 offset) OZU_INLINE_LAMBDA {
         VI32 t = hn::ShiftRight<kFixBits>(hn::Add(hn::Add(hn::Mul(c0, a), hn::Mul(c1, b)), hn::Mul(c2, c)));
         if constexpr (kScale) t = hn::ShiftRight<kFixBits>(hn::Mul(t, scale));
         return hn::Min(hn::Max(hn::Add(t, offset), zero), top);
     };
-    WalkLine<kLanes>(src, dst, width, [&](const S* const* p, D* const* q, size_t x) {
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 a = LoadI32(p[0] + x);
         const VI32 b = hn::Sub(LoadI32(p[1] + x), in);
         const VI32 c = hn::Sub(LoadI32(p[2] + x), in);

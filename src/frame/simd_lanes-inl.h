@@ -6,6 +6,14 @@
 //
 // Per-target include guard: foreach_target includes this file once per
 // target, toggling HWY_TARGET_TOGGLE in between.
+// Step lambdas (the per-vector bodies handed to WalkLine) capture by value
+// and are always inlined: a lambda that captures vectors by reference keeps
+// them in memory, and every byte store of the loop, which may alias
+// anything, would then reload them.
+#ifndef OZU_INLINE_LAMBDA
+#define OZU_INLINE_LAMBDA __attribute__((always_inline))
+#endif
+
 #if defined(OZU_FRAME_SIMD_LANES_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef OZU_FRAME_SIMD_LANES_INL_H_
 #undef OZU_FRAME_SIMD_LANES_INL_H_
@@ -65,20 +73,14 @@ HWY_INLINE void StoreLow(VI32 v, D* HWY_RESTRICT p) {
 }
 
 // trunc(v) as a 32-bit integer with the rule of hue_detail::trunc_to_int32:
-// truncation toward zero in range, saturation beyond it, 0 for NaN. The
-// lanes outside the range are zeroed before the conversion so that it only
-// ever sees values it converts exactly.
+// truncation toward zero in range, saturation beyond it, 0 for NaN. Highway's
+// conversion on the x86 targets saturates out-of-range lanes (its fix-up of
+// the instruction's 0x80000000); only NaN needs a lane select.
 HWY_INLINE VI32 TruncToI32(VF32 v) {
-    const DF32 df;
-    const DI32 di;
-    const auto nan = hn::Ne(v, v);
-    const auto high = hn::Ge(v, hn::Set(df, 2147483648.0f));
-    const auto low = hn::Lt(v, hn::Set(df, -2147483648.0f));
-    const VF32 inRange = hn::IfThenZeroElse(hn::Or(nan, hn::Or(high, low)), v);
-    VI32 i = hn::ConvertTo(di, inRange);
-    i = hn::IfThenElse(hn::RebindMask(di, high), hn::Set(di, std::numeric_limits<int32_t>::max()), i);
-    i = hn::IfThenElse(hn::RebindMask(di, low), hn::Set(di, std::numeric_limits<int32_t>::min()), i);
-    return i;
+    static_assert(HWY_ARCH_X86, "the saturation of ConvertTo is that of the x86 targets");
+    const auto number = hn::Eq(v, v);
+    return hn::IfThenElseZero(hn::RebindMask(DI32(), number),
+                              hn::ConvertTo(DI32(), hn::IfThenElseZero(number, v)));
 }
 
 // int32 -> float, rounding to nearest as static_cast<float> does.
