@@ -20,6 +20,7 @@
 #endif
 
 #include <cstdint>
+#include <limits>
 
 #include "convert/hue_kernels.h"
 #include "frame/fixed_point.h"
@@ -88,9 +89,11 @@ HWY_INLINE VF32 HueDegrees(V r, V g, V b, V max, VF32 d) {
     return hn::IfThenElse(hn::Lt(h, F(0.0f)), hn::Add(h, F(360.0f)), h);
 }
 
-// hue_detail::scale_hue.
+// hue_detail::scale_hue; kInRange when the lanes that count hold 0..360
+// degrees and dstMax is a pixel range.
+template <bool kInRange = false>
 HWY_INLINE VI32 ScaleHue(VF32 degrees, VF32 dstMax) {
-    return TruncToI32(hn::Mul(hn::Div(degrees, F(360.0f)), dstMax));
+    return Trunc<kInRange>(hn::Mul(hn::Div(degrees, F(360.0f)), dstMax));
 }
 
 // value / srcMax in single precision.
@@ -112,7 +115,7 @@ HWY_INLINE VI32 HlsSaturationEntry(VI32 row, VI32 col) {
     VI32 den = hn::IfThenElse(hn::Gt(sum, I(255)), hn::Sub(I(510), sum), sum);
     den = hn::IfThenElse(same, I(1), den);
     const VI32 num = hn::Mul(hn::Sub(row, col), I(255));
-    const VI32 q = hn::ConvertTo(DI32(), hn::Div(ToF32(num), ToF32(den)));
+    const VI32 q = TruncInRange(hn::Div(ToF32(num), ToF32(den)));
     return hn::IfThenZeroElse(same, hn::And(q, I(0xFF)));
 }
 
@@ -124,14 +127,18 @@ HWY_INLINE VI32 HsvTableEntry(VI32 row, VI32 col) {
     const auto upper = hn::Not(hn::Gt(row, col));
     const VI32 num = hn::IfThenElse(upper, hn::Mul(row, I(255)), hn::Add(hn::Mul(col, I(85)), row));
     const VI32 den = hn::IfThenElse(upper, hn::Max(col, I(1)), hn::Add(row, row));
-    const VI32 q = hn::ConvertTo(DI32(), hn::Div(ToF32(num), ToF32(den)));
+    const VI32 q = TruncInRange(hn::Div(ToF32(num), ToF32(den)));
     return hn::And(hn::IfThenElse(upper, q, hn::Sub(q, I(44))), I(0xFF));
 }
 
 // ---- RGB -> HLS ------------------------------------------------------------
 
+// With elements of 16 bits or fewer, max - min is exact and no channel lies
+// outside min..max, so a chromatic pixel's hue lies in 0..360 degrees; 32-bit
+// differences may wrap and take the saturating conversion.
 template <class S, class D>
 HWY_INLINE void HlsTablePath(const S* const src[3], D* const dst[3], int32_t width) {
+    constexpr bool kNarrow = sizeof(S) <= 2;
     const VF32 fdst = F(255.0f);
     WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
@@ -142,7 +149,7 @@ HWY_INLINE void HlsTablePath(const S* const src[3], D* const dst[3], int32_t wid
         const VI32 saturation = HlsSaturationEntry(row, col);
         const VF32 d = ToF32(hn::Sub(e.max, e.min));
         const VI32 h = hn::IfThenElseZero(hn::Ne(e.max, e.min),
-                                          ScaleHue(HueDegrees(r, g, b, e.max, d), fdst));
+                                          ScaleHue<kNarrow>(HueDegrees(r, g, b, e.max, d), fdst));
         StoreLow(h, q[0] + x);
         StoreLow(lightness, q[1] + x);
         StoreLow(saturation, q[2] + x);
@@ -269,6 +276,34 @@ HWY_INLINE void HsvFloatPath(const S* const src[3], D* const dst[3], int32_t wid
 
 // ---- HLS and HSV -> RGB ----------------------------------------------------
 
+// The largest |value / srcMax| of an element of type S: every normalised
+// channel lies within it. Infinite for a range of 0 or less.
+template <class S>
+HWY_INLINE double NormalisedBound(int32_t srcMax) {
+    if (srcMax <= 0) return 1e300;
+    const double lowest = -static_cast<double>(std::numeric_limits<S>::lowest());
+    const double highest = static_cast<double>(std::numeric_limits<S>::max());
+    return (lowest > highest ? lowest : highest) / srcMax;
+}
+
+// Whether every float the inverse kernels convert to an integer is a number
+// well inside the 32-bit range, so that the bare conversion serves. With
+// channels within R of 0 (NormalisedBound) and a positive srcMax nothing
+// divides by zero; the bounds follow the steps of each kernel:
+//   HSV: |sector| <= 6R; p, q, t within R (2 + 2R); results times dstMax.
+//   HLS: |m2| <= 2R + R^2, |m1| <= 4R + R^2, |hue| <= 360R + 480, so a ramp
+//        stays within |m1| + (|m1| + |m2|)(6R + 12); results times dstMax.
+// A quarter of 2^32 leaves room for every rounding on the way.
+HWY_INLINE bool HsvResultsInRange(double r, int32_t dstMax) {
+    const double scale = dstMax < 0 ? -static_cast<double>(dstMax) : (dstMax > 0 ? dstMax : 1);
+    return 6 * r < 1073741824.0 && r * (2 + 2 * r) * scale < 1073741824.0;
+}
+HWY_INLINE bool HlsResultsInRange(double r, int32_t dstMax) {
+    const double scale = dstMax < 0 ? -static_cast<double>(dstMax) : (dstMax > 0 ? dstMax : 1);
+    const double m1 = 4 * r + r * r, m2 = 2 * r + r * r;
+    return r < 1e6 && (m1 + (m1 + m2) * (6 * r + 12)) * scale < 1073741824.0;
+}
+
 // hue_detail::hls_channel: the hue brought into 0..360 once, then the ramp
 // up below 60 degrees, m2 below 180, the ramp down below 240 and m1 above.
 // Both ramps are m1 + (m2 - m1) x t / 60, with t = x or 240 - x.
@@ -283,7 +318,7 @@ HWY_INLINE VF32 HlsChannel(VF32 m1, VF32 m2, VF32 x) {
                                          hn::IfThenElse(hn::Lt(x, F(240.0f)), ramp, m1)));
 }
 
-template <class S, class D>
+template <bool kInRange, class S, class D>
 HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
                          int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
@@ -296,9 +331,9 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
                                        hn::Sub(hn::Add(l, s), hn::Mul(l, s)));
         const VF32 m1 = hn::Sub(hn::Mul(F(2.0f), l), m2);
         const auto grey = AsI(hn::Eq(s, F(0.0f)));
-        const VI32 flat = TruncToI32(hn::Mul(l, fdst));
+        const VI32 flat = Trunc<kInRange>(hn::Mul(l, fdst));
         const auto channel = [=](VF32 hue) OZU_INLINE_LAMBDA {
-            return hn::IfThenElse(grey, flat, TruncToI32(hn::Mul(HlsChannel(m1, m2, hue), fdst)));
+            return hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(HlsChannel(m1, m2, hue), fdst)));
         };
         StoreLow(channel(hn::Add(h, F(120.0f))), q[0] + x);
         StoreLow(channel(h), q[1] + x);
@@ -306,7 +341,7 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
     });
 }
 
-template <class S, class D>
+template <bool kInRange, class S, class D>
 HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
                          int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
@@ -317,7 +352,7 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         const VF32 s = LoadNormalised(p[1] + x, fsrc);
         const VF32 v = LoadNormalised(p[2] + x, fsrc);
         const VF32 sector = hn::Div(hn::Mul(h, F(360.0f)), F(60.0f));
-        const VI32 i = TruncToI32(sector);
+        const VI32 i = Trunc<kInRange>(sector);
         const VF32 f = hn::Sub(sector, ToF32(i));
         const VF32 pv = hn::Mul(v, hn::Sub(one, s));
         const VF32 qv = hn::Mul(v, hn::Sub(one, hn::Mul(s, f)));
@@ -329,10 +364,10 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         const VF32 gf = hn::IfThenElse(i0, tv, hn::IfThenElse(hn::Or(i1, i2), v, hn::IfThenElse(i3, qv, pv)));
         const VF32 bf = hn::IfThenElse(hn::Or(i0, i1), pv, hn::IfThenElse(i2, tv, hn::IfThenElse(hn::Or(i3, i4), v, qv)));
         const auto grey = AsI(hn::Eq(s, F(0.0f)));
-        const VI32 flat = TruncToI32(hn::Mul(v, fdst));
-        VI32 rOut = hn::IfThenElse(grey, flat, TruncToI32(hn::Mul(rf, fdst)));
-        VI32 gOut = hn::IfThenElse(grey, flat, TruncToI32(hn::Mul(gf, fdst)));
-        VI32 bOut = hn::IfThenElse(grey, flat, TruncToI32(hn::Mul(bf, fdst)));
+        const VI32 flat = Trunc<kInRange>(hn::Mul(v, fdst));
+        VI32 rOut = hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(rf, fdst)));
+        VI32 gOut = hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(gf, fdst)));
+        VI32 bOut = hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(bf, fdst)));
         // A sector outside 0..5 leaves the pixel as it was.
         const auto skip = hn::AndNot(grey, hn::Or(hn::Lt(i, I(0)), hn::Gt(i, I(5))));
         if (!hn::AllFalse(DI32(), skip)) {
@@ -375,14 +410,20 @@ bool SubRGB2HSV(const S* const src[3], D* const dst[3], int32_t width, int32_t s
 template <class S, class D>
 bool SubHLS2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
                 int32_t dstMax) {
-    hue_simd::HlsToRgb(src, dst, width, srcMax, dstMax);
+    if (hue_simd::HlsResultsInRange(hue_simd::NormalisedBound<S>(srcMax), dstMax))
+        hue_simd::HlsToRgb<true>(src, dst, width, srcMax, dstMax);
+    else
+        hue_simd::HlsToRgb<false>(src, dst, width, srcMax, dstMax);
     return true;
 }
 
 template <class S, class D>
 bool SubHSV2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
                 int32_t dstMax) {
-    hue_simd::HsvToRgb(src, dst, width, srcMax, dstMax);
+    if (hue_simd::HsvResultsInRange(hue_simd::NormalisedBound<S>(srcMax), dstMax))
+        hue_simd::HsvToRgb<true>(src, dst, width, srcMax, dstMax);
+    else
+        hue_simd::HsvToRgb<false>(src, dst, width, srcMax, dstMax);
     return true;
 }
 

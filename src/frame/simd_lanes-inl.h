@@ -64,6 +64,13 @@ HWY_INLINE void StoreLow(VI32 v, D* HWY_RESTRICT p) {
     if constexpr (sizeof(D) == 4) {
         static_assert(std::is_same_v<D, int32_t>);
         hn::StoreU(v, d, p);
+#if HWY_TARGET == HWY_AVX3
+    } else if constexpr (sizeof(D) == 1) {
+        // AVX-512 narrows with one truncating move.
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm512_cvtepi32_epi8(v.raw));
+    } else if constexpr (sizeof(D) == 2) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvtepi32_epi16(v.raw));
+#endif
     } else {
         using U = std::make_unsigned_t<D>;
         const hn::Rebind<U, DI32> du;
@@ -81,6 +88,30 @@ HWY_INLINE VI32 TruncToI32(VF32 v) {
     const auto number = hn::Eq(v, v);
     return hn::IfThenElseZero(hn::RebindMask(DI32(), number),
                               hn::ConvertTo(DI32(), hn::IfThenElseZero(number, v)));
+}
+
+// trunc(v) for lanes that are numbers within the 32-bit range, which the
+// caller has proven; other lanes get an unspecified value. The bare
+// conversion instruction, without the saturation fix-up of TruncToI32.
+HWY_INLINE VI32 TruncInRange(VF32 v) {
+#if HWY_TARGET == HWY_AVX3
+    return VI32{_mm512_cvttps_epi32(v.raw)};
+#elif HWY_TARGET == HWY_AVX2
+    return VI32{_mm256_cvttps_epi32(v.raw)};
+#elif HWY_TARGET == HWY_SSE4
+    return VI32{_mm_cvttps_epi32(v.raw)};
+#else
+    return hn::ConvertTo(DI32(), v);
+#endif
+}
+
+// TruncInRange where kInRange, else TruncToI32.
+template <bool kInRange>
+HWY_INLINE VI32 Trunc(VF32 v) {
+    if constexpr (kInRange)
+        return TruncInRange(v);
+    else
+        return TruncToI32(v);
 }
 
 // int32 -> float, rounding to nearest as static_cast<float> does.
