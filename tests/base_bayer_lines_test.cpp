@@ -108,4 +108,35 @@ TEST(BayerLines, Rgb32MatchesTheRuleOnEveryWidthParityAndTable) {
     }
 }
 
+#if defined(__x86_64__) || defined(__i386__)
+// An output of more than 48 MiB is written around the caches, each line's
+// run starting where its pixels meet a 32-byte boundary. A line of 4001
+// pixels moves that start from line to line.
+TEST(BayerLines, LargeRgb32OutputMatchesTheRuleOnEveryPixel) {
+    constexpr int kWidth = 4001, kHeight = 3300;
+    std::mt19937 engine(2026);
+    std::vector<uint8_t> raw(std::size_t(kWidth) * kHeight);
+    for (auto& v : raw) v = uint8_t(engine());
+    std::vector<uint8_t> out(std::size_t(kWidth) * 4 * kHeight);
+    TIMAGE src{raw.data(), kWidth, kHeight, kWidth, 8, 0};
+    TIMAGE dst{out.data(), kWidth, kHeight, 4 * kWidth, 32, 0};
+    CBMConvert conv;
+    conv.SetParity(1);
+    conv.RawToRGB32(&src, &dst);
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const uint8_t* p = out.data() + (std::size_t(y) * kWidth + x) * 4;
+            for (int c = 0; c < 3; ++c) {
+                const int want = demosaiced(1, raw, kWidth, kWidth, kHeight, x, y, "RGB"[c]);
+                if (p[c] != want) {
+                    FAIL() << "pixel (" << x << ", " << y << ") byte " << c << ": expected "
+                           << want << ", got " << int(p[c]);
+                }
+            }
+            if (p[3] != 255) FAIL() << "pixel (" << x << ", " << y << ") alpha " << int(p[3]);
+        }
+    }
+}
+#endif
+
 }  // namespace

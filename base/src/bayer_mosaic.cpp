@@ -9,8 +9,10 @@
 // parameter: no per-pixel virtual call and no allocation.
 #include <ozu/bayer.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -87,20 +89,36 @@ inline Rgb interpolate(const Lines& l, size_t xl, size_t x, size_t xr) {
 }
 
 // One line; E is the site of the even columns, O that of the odd ones.
+// Interior columns [x, end) of one line, each with the site of its parity;
+// two per step where possible, so that both sites are fixed at compile time.
 template <Site E, Site O, class Sink>
-void demosaic_line(const Lines& l, size_t width, Sink& sink) {
-    // Interior columns 1 .. width - 2, two per step so that both sites are
-    // fixed at compile time.
-    size_t x = 1;
-    // The sink may take a run of interior columns at once; it stops on a
-    // column of the same parity, so the pairs below stay in step.
-    x = sink.run(l, x, width, E == Site::Red || E == Site::Blue,
-                 E == Site::Red || E == Site::GreenOnRedLine);
-    for (; x + 2 < width; x += 2) {
+size_t interior_columns(const Lines& l, size_t x, size_t end, Sink& sink) {
+    if (x < end && (x & 1) == 0) {
+        sink(x, interpolate<E>(l, x - 1, x, x + 1));
+        ++x;
+    }
+    for (; x + 1 < end; x += 2) {
         sink(x, interpolate<O>(l, x - 1, x, x + 1));
         sink(x + 1, interpolate<E>(l, x, x + 1, x + 2));
     }
-    if (x + 1 < width) sink(x, interpolate<O>(l, x - 1, x, x + 1));
+    if (x < end) {
+        sink(x, interpolate<O>(l, x - 1, x, x + 1));
+        ++x;
+    }
+    return x;
+}
+
+// One line; E is the site of the even columns, O that of the odd ones.
+template <Site E, Site O, class Sink>
+void demosaic_line(const Lines& l, size_t width, Sink& sink) {
+    // Interior columns 1 .. width - 2. The sink may take a run of them at
+    // once, from a column of its choosing; the columns before and after the
+    // run go one by one.
+    const size_t end = width - 1;
+    size_t x = interior_columns<E, O>(l, 1, std::min(sink.run_start(width), end), sink);
+    x = sink.run(l, x, width, E == Site::Red || E == Site::Blue,
+                 E == Site::Red || E == Site::GreenOnRedLine);
+    interior_columns<E, O>(l, x, end, sink);
     // Border columns: column -1 reads column 1, column width reads width - 2.
     sink(0, interpolate<E>(l, 1, 0, 1));
     const size_t last = width - 1;
@@ -167,11 +185,24 @@ OZU_BASE_TARGET_AVX2 inline __m256i mean4(__m256i a, __m256i b, __m256i c, __m25
 
 // RGB32 of interior columns x, x + 1, ... 32 at a time, while the right
 // neighbour of the last column of a block is still inside the line; returns
-// the first column not done (x plus a multiple of 32). The same means as
+// the first column not done (x plus a multiple of 32). kStream: the stores
+// bypass the caches (identity tables only; the caller has put x on a 32-byte
+// boundary of the output). The same means as
 // interpolate(), all on bytes: the two-sample ones are the byte average
 // (a + b + 1) >> 1, the four-sample ones mean4. Lane k is column x + k, so
 // with x odd the colour sites are the odd lanes when the even columns hold
 // them.
+template <bool kStream>
+OZU_BASE_TARGET_AVX2 inline void put32(__m256i* p, __m256i v) {
+    if constexpr (kStream)
+        _mm256_stream_si256(p, v);
+    else
+        _mm256_storeu_si256(p, v);
+}
+
+OZU_BASE_TARGET_AVX2 void store_fence() { _mm_sfence(); }
+
+template <bool kStream>
 OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t width,
                                            bool colourAtEven, bool redLine, uint8_t* out,
                                            const uint8_t (*lut)[256], bool identity) {
@@ -218,10 +249,10 @@ OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t widt
             const __m256i q2 = _mm256_unpacklo_epi16(rgHigh, baHigh);  // 8-11 | 24-27
             const __m256i q3 = _mm256_unpackhi_epi16(rgHigh, baHigh);  // 12-15 | 28-31
             auto* o = reinterpret_cast<__m256i*>(p);
-            _mm256_storeu_si256(o, _mm256_permute2x128_si256(q0, q1, 0x20));
-            _mm256_storeu_si256(o + 1, _mm256_permute2x128_si256(q2, q3, 0x20));
-            _mm256_storeu_si256(o + 2, _mm256_permute2x128_si256(q0, q1, 0x31));
-            _mm256_storeu_si256(o + 3, _mm256_permute2x128_si256(q2, q3, 0x31));
+            put32<kStream>(o, _mm256_permute2x128_si256(q0, q1, 0x20));
+            put32<kStream>(o + 1, _mm256_permute2x128_si256(q2, q3, 0x20));
+            put32<kStream>(o + 2, _mm256_permute2x128_si256(q0, q1, 0x31));
+            put32<kStream>(o + 3, _mm256_permute2x128_si256(q2, q3, 0x31));
         } else {
             alignas(32) uint8_t rs[32], gs[32], bs[32];
             _mm256_store_si256(reinterpret_cast<__m256i*>(rs), r);
@@ -244,12 +275,36 @@ OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t widt
 class Rgb32Sink {
 public:
     Rgb32Sink(const uint8_t (*lut)[256], const TIMAGE& dst)
-        : lut_(lut), dst_(dst), identity_(identity_tables(lut)) {}
+        : lut_(lut), dst_(dst), identity_(identity_tables(lut)),
+          stream_(identity_ && uint64_t(uint32_t(dst.lineBytes)) * uint32_t(dst.height) >=
+                                   kStreamBytes &&
+                  dst.lineBytes % 4 == 0 && (reinterpret_cast<uintptr_t>(dst.pixels) & 3) == 0) {}
+    ~Rgb32Sink() {
+#if OZU_BASE_X86
+        // Streamed stores are ordered with what follows only by a fence.
+        if (stream_ && ozu::base::isa_allows(ozu::base::Isa::kAvx2)) store_fence();
+#endif
+    }
+    Rgb32Sink(const Rgb32Sink&) = delete;
+    Rgb32Sink& operator=(const Rgb32Sink&) = delete;
     void start_line(int32_t y) { out_ = dst_.pixels + size_t(y) * size_t(dst_.lineBytes); }
+    // Where a run starts: column 1, or for streamed stores the first column
+    // whose packed pixel lies on a 32-byte boundary.
+    size_t run_start(size_t width) const {
+        if (!stream_) return std::min<size_t>(1, width);
+        size_t x = 1;
+        while (x < width && (reinterpret_cast<uintptr_t>(out_ + 4 * x) & 31) != 0) ++x;
+        return x;
+    }
     size_t run(const Lines& l, size_t x, size_t width, bool colourAtEven, bool redLine) {
 #if OZU_BASE_X86
-        if (ozu::base::isa_allows(ozu::base::Isa::kAvx2))
-            return rgb32_run_avx2(l, x, width, colourAtEven, redLine, out_, lut_, identity_);
+        if (ozu::base::isa_allows(ozu::base::Isa::kAvx2)) {
+            if (stream_)
+                return rgb32_run_avx2<true>(l, x, width, colourAtEven, redLine, out_, lut_,
+                                            identity_);
+            return rgb32_run_avx2<false>(l, x, width, colourAtEven, redLine, out_, lut_,
+                                         identity_);
+        }
 #endif
         (void)l, (void)width, (void)colourAtEven, (void)redLine;
         return x;
@@ -263,9 +318,14 @@ public:
     }
 
 private:
+    // Outputs this large are written around the caches: they would only be
+    // evicted again before anyone reads them.
+    static constexpr uint64_t kStreamBytes = uint64_t{48} << 20;
+
     const uint8_t (*lut_)[256];
     const TIMAGE& dst_;
     bool identity_;
+    bool stream_;
     uint8_t* out_ = nullptr;
 };
 
@@ -286,6 +346,7 @@ public:
         }
     }
     void start_line(int32_t y) { out_ = dst_.pixels + size_t(y) * size_t(dst_.lineBytes); }
+    size_t run_start(size_t width) const { return std::min<size_t>(1, width); }
     size_t run(const Lines&, size_t x, size_t, bool, bool) { return x; }
     void operator()(size_t x, Rgb v) {
         // Round half up: + 500 before the truncating division.
