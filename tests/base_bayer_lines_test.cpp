@@ -1,6 +1,6 @@
 // The demosaic's line loop on every line width from 2 to 100, every parity,
 // with the identity tables and with tables of a gain and an offset: the
-// interior runs that wider instruction sets take 32 columns at a time,
+// interior runs that the vector forms take 16 or 32 columns at a time,
 // the columns after them and the borders. Each pixel is compared with the
 // rule written out here, so the test pins the same bits whichever set the
 // host runs; ctest runs it once per set (OZU_CPU_TARGET).

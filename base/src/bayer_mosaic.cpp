@@ -271,6 +271,94 @@ OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t widt
 }
 #endif
 
+#if OZU_BASE_X86
+// The same run on 128-bit vectors, 16 columns at a time, with what every
+// x86-64 has (SSE2): the blend is done with masks.
+OZU_BASE_TARGET_SSE2 inline __m128i load16(const uint8_t* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+OZU_BASE_TARGET_SSE2 inline __m128i mean4(__m128i a, __m128i b, __m128i c, __m128i d) {
+    const __m128i p = _mm_avg_epu8(a, b);
+    const __m128i q = _mm_avg_epu8(c, d);
+    const __m128i odd = _mm_or_si128(_mm_xor_si128(a, b), _mm_xor_si128(c, d));
+    const __m128i high =
+        _mm_and_si128(_mm_and_si128(_mm_xor_si128(p, q), odd), _mm_set1_epi8(1));
+    return _mm_sub_epi8(_mm_avg_epu8(p, q), high);
+}
+
+template <bool kStream>
+OZU_BASE_TARGET_SSE2 inline void put16(__m128i* p, __m128i v) {
+    if constexpr (kStream)
+        _mm_stream_si128(p, v);
+    else
+        _mm_storeu_si128(p, v);
+}
+
+OZU_BASE_TARGET_SSE2 void store_fence_sse2() { _mm_sfence(); }
+
+template <bool kStream>
+OZU_BASE_TARGET_SSE2 size_t rgb32_run_sse2(const Lines& l, size_t x, size_t width,
+                                           bool colourAtEven, bool redLine, uint8_t* out,
+                                           const uint8_t (*lut)[256], bool identity) {
+    const bool colourOnEvenLanes = (x & 1) == 0 ? colourAtEven : !colourAtEven;
+    const __m128i evenLanes = _mm_set1_epi16(0x00FF);
+    const __m128i colour =
+        colourOnEvenLanes ? evenLanes : _mm_xor_si128(evenLanes, _mm_set1_epi8(-1));
+    const __m128i opaque = _mm_set1_epi8(-1);
+    // The colour-site lanes from a, the green ones from b.
+#define OZU_PICK(a, b) _mm_or_si128(_mm_and_si128(colour, (a)), _mm_andnot_si128(colour, (b)))
+
+    for (; x + 17 <= width; x += 16) {
+        const __m128i ul = load16(l.up + x - 1), uc = load16(l.up + x);
+        const __m128i ur = load16(l.up + x + 1);
+        const __m128i ml = load16(l.mid + x - 1), mc = load16(l.mid + x);
+        const __m128i mr = load16(l.mid + x + 1);
+        const __m128i dl = load16(l.down + x - 1), dc = load16(l.down + x);
+        const __m128i dr = load16(l.down + x + 1);
+        const __m128i cross = mean4(uc, dc, ml, mr);
+        const __m128i diagonal = mean4(ul, ur, dl, dr);
+        const __m128i along = _mm_avg_epu8(ml, mr);
+        const __m128i across = _mm_avg_epu8(uc, dc);
+
+        __m128i r, g, b;
+        g = OZU_PICK(cross, mc);
+        if (redLine) {
+            r = OZU_PICK(mc, along);
+            b = OZU_PICK(diagonal, across);
+        } else {
+            r = OZU_PICK(diagonal, across);
+            b = OZU_PICK(mc, along);
+        }
+
+        uint8_t* p = out + 4 * x;
+        if (identity) {
+            const __m128i rgLow = _mm_unpacklo_epi8(r, g), rgHigh = _mm_unpackhi_epi8(r, g);
+            const __m128i baLow = _mm_unpacklo_epi8(b, opaque);
+            const __m128i baHigh = _mm_unpackhi_epi8(b, opaque);
+            auto* o = reinterpret_cast<__m128i*>(p);
+            put16<kStream>(o, _mm_unpacklo_epi16(rgLow, baLow));
+            put16<kStream>(o + 1, _mm_unpackhi_epi16(rgLow, baLow));
+            put16<kStream>(o + 2, _mm_unpacklo_epi16(rgHigh, baHigh));
+            put16<kStream>(o + 3, _mm_unpackhi_epi16(rgHigh, baHigh));
+        } else {
+            alignas(16) uint8_t rs[16], gs[16], bs[16];
+            _mm_store_si128(reinterpret_cast<__m128i*>(rs), r);
+            _mm_store_si128(reinterpret_cast<__m128i*>(gs), g);
+            _mm_store_si128(reinterpret_cast<__m128i*>(bs), b);
+            for (int k = 0; k < 16; ++k) {
+                p[4 * k] = lut[0][rs[k]];
+                p[4 * k + 1] = lut[1][gs[k]];
+                p[4 * k + 2] = lut[2][bs[k]];
+                p[4 * k + 3] = 255;
+            }
+        }
+    }
+#undef OZU_PICK
+    return x;
+}
+#endif
+
 // Packed R, G, B, 255 through the tables.
 class Rgb32Sink {
 public:
@@ -283,6 +371,7 @@ public:
 #if OZU_BASE_X86
         // Streamed stores are ordered with what follows only by a fence.
         if (stream_ && ozu::base::isa_allows(ozu::base::Isa::kAvx2)) store_fence();
+        else if (stream_ && ozu::base::isa_allows(ozu::base::Isa::kBaseline)) store_fence_sse2();
 #endif
     }
     Rgb32Sink(const Rgb32Sink&) = delete;
@@ -303,6 +392,13 @@ public:
                 return rgb32_run_avx2<true>(l, x, width, colourAtEven, redLine, out_, lut_,
                                             identity_);
             return rgb32_run_avx2<false>(l, x, width, colourAtEven, redLine, out_, lut_,
+                                         identity_);
+        }
+        if (ozu::base::isa_allows(ozu::base::Isa::kBaseline)) {
+            if (stream_)
+                return rgb32_run_sse2<true>(l, x, width, colourAtEven, redLine, out_, lut_,
+                                            identity_);
+            return rgb32_run_sse2<false>(l, x, width, colourAtEven, redLine, out_, lut_,
                                          identity_);
         }
 #endif

@@ -16,8 +16,10 @@ Isa widest_supported() noexcept {
         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi"))
         return Isa::kAvx512Vbmi;
     if (__builtin_cpu_supports("avx2")) return Isa::kAvx2;
-#endif
     return Isa::kBaseline;
+#else
+    return Isa::kPlain;
+#endif
 }
 
 Isa choose() noexcept {
@@ -25,8 +27,9 @@ Isa choose() noexcept {
     const char* name = std::getenv("OZU_CPU_TARGET");
     if (name == nullptr) return widest;
     Isa asked = widest;
-    if (std::strcmp(name, "scalar") == 0 || std::strcmp(name, "sse2") == 0 ||
-        std::strcmp(name, "sse4") == 0)
+    if (std::strcmp(name, "scalar") == 0)
+        asked = Isa::kPlain;
+    else if (std::strcmp(name, "sse2") == 0 || std::strcmp(name, "sse4") == 0)
         asked = Isa::kBaseline;
     else if (std::strcmp(name, "avx2") == 0)
         asked = Isa::kAvx2;

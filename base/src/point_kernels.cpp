@@ -144,6 +144,10 @@ void bitwise_bytes(Bitwise op, const uint8_t* a, const uint8_t* b, uint8_t* r,
         }
     }
 #endif
+    if (!isa_allows(Isa::kBaseline)) {
+        bitwise_bytes_plain(op, a, b, r, bytes);
+        return;
+    }
     switch (op) {
         case Bitwise::kOr: bitwise_baseline<Bitwise::kOr>(a, b, r, bytes); return;
         case Bitwise::kAnd: bitwise_baseline<Bitwise::kAnd>(a, b, r, bytes); return;
