@@ -11,6 +11,7 @@
 #endif
 
 #include <cstdint>
+#include <limits>
 
 #include "convert/matrix_kernels.h"
 #include "frame/fixed_point.h"
@@ -59,10 +60,88 @@ HWY_INLINE void TransformLine(const S* const src[3], D* const dst[3], int32_t wi
     });
 }
 
+// Whether the byte-line form below computes exactly what TransformLine does:
+// equal ranges (no range change), coefficients and offsets that fit 16 bits,
+// and a destination range within the destination type, so that the clamped
+// results need no low-bit truncation.
+template <class D>
+HWY_INLINE bool BytesFit(const int32_t (*m)[3], int32_t dstMax, int32_t factor, int32_t inOffset,
+                         int32_t outOffset) {
+    if (factor != kFixOne || dstMax > std::numeric_limits<D>::max()) return false;
+    if (inOffset < -255 || inOffset > 255 || outOffset < -255 || outOffset > 255) return false;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            if (m[i][j] < -32767 || m[i][j] > 32767) return false;
+    return true;
+}
+
+// TransformLine for byte lines, twice as many pixels per vector: the
+// channels are widened to 16 bits only, and each product pair
+// m0 a + m1 b (then m2 c + 0) is one widening multiply-add of 16-bit lanes
+// into 32-bit sums. With |a|, |b|, |c| <= 255 and 16-bit coefficients the
+// products and sums are exact, so they equal the wrap-around ones; after the
+// shift every result fits 16 bits and is offset, clamped and narrowed
+// there. The multiply-add pairs adjacent lanes, so the channels are
+// interleaved first, and the narrowing of the two halves undoes the
+// interleaving (both work within 128-bit blocks).
+template <class S, class D>
+HWY_INLINE void TransformBytes(const S* const src[3], D* const dst[3], int32_t width,
+                               int32_t dstMax, const int32_t (*m)[3], int32_t inOffset,
+                               int32_t outOffset) {
+    using D16 = hn::ScalableTag<int16_t>;
+    const D16 d16;
+    const hn::Repartition<int32_t, D16> d32;
+    const hn::Rebind<S, D16> ds;
+    const hn::Rebind<D, D16> dd;
+    constexpr size_t kLanes = hn::MaxLanes(D16());
+    // (lo, hi) in the even and odd 16-bit lanes of each 32-bit lane.
+    const auto pair = [&](int32_t lo, int32_t hi) {
+        const uint32_t bits = uint32_t{static_cast<uint16_t>(lo)} | (uint32_t{static_cast<uint16_t>(hi)} << 16);
+        return hn::BitCast(d16, hn::Set(d32, static_cast<int32_t>(bits)));
+    };
+    const auto ab0 = pair(m[0][0], m[0][1]), c0 = pair(m[0][2], 0);
+    const auto ab1 = pair(m[1][0], m[1][1]), c1 = pair(m[1][2], 0);
+    const auto ab2 = pair(m[2][0], m[2][1]), c2 = pair(m[2][2], 0);
+    const auto in = hn::Set(d16, static_cast<int16_t>(inOffset));
+    const auto out = hn::Set(d16, static_cast<int16_t>(outOffset));
+    const auto top = hn::Set(d16, static_cast<int16_t>(dstMax));
+    const auto zero = hn::Zero(d16);
+    const auto channel = [=](decltype(zero) ab, decltype(zero) cz, decltype(zero) kab,
+                             decltype(zero) kc, decltype(hn::Zero(d32))& sum) OZU_INLINE_LAMBDA {
+        decltype(hn::Zero(d32)) unused = hn::Zero(d32);
+        sum = hn::ReorderWidenMulAccumulate(d32, ab, kab, hn::Zero(d32), unused);
+        sum = hn::ReorderWidenMulAccumulate(d32, cz, kc, sum, unused);
+        sum = hn::ShiftRight<kFixBits>(sum);
+    };
+    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+        const auto a = hn::PromoteTo(d16, hn::LoadU(ds, p[0] + x));
+        const auto b = hn::Sub(hn::PromoteTo(d16, hn::LoadU(ds, p[1] + x)), in);
+        const auto c = hn::Sub(hn::PromoteTo(d16, hn::LoadU(ds, p[2] + x)), in);
+        const auto abLo = hn::InterleaveLower(d16, a, b), abHi = hn::InterleaveUpper(d16, a, b);
+        const auto cLo = hn::InterleaveLower(d16, c, zero), cHi = hn::InterleaveUpper(d16, c, zero);
+        const auto row = [&](decltype(zero) kab, decltype(zero) kc, decltype(zero) offset, D* o) {
+            auto lo = hn::Zero(d32), hi = hn::Zero(d32);
+            channel(abLo, cLo, kab, kc, lo);
+            channel(abHi, cHi, kab, kc, hi);
+            const auto t = hn::Min(hn::Max(hn::Add(hn::ReorderDemote2To(d16, lo, hi), offset), zero), top);
+            hn::StoreU(hn::DemoteTo(dd, t), dd, o + x);
+        };
+        row(ab0, c0, zero, q[0]);
+        row(ab1, c1, out, q[1]);
+        row(ab2, c2, out, q[2]);
+    });
+}
+
 template <class S, class D>
 HWY_INLINE void Transform(const S* const src[3], D* const dst[3], int32_t width, int32_t dstMax,
                           const int32_t (*m)[3], int32_t factor, int32_t inOffset,
                           int32_t outOffset) {
+    if constexpr (sizeof(S) == 1 && sizeof(D) == 1) {
+        if (BytesFit<D>(m, dstMax, factor, inOffset, outOffset)) {
+            TransformBytes(src, dst, width, dstMax, m, inOffset, outOffset);
+            return;
+        }
+    }
     if (factor == kFixOne)
         TransformLine<false>(src, dst, width, dstMax, m, factor, inOffset, outOffset);
     else
