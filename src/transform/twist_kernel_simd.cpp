@@ -1,17 +1,9 @@
 // The twist line kernel's versions per CPU target, and the choice of the
-// active one. Highway compiles the 32-bit lane version once per target; it
-// serves SSE4. The AVX2 version is written by hand with 16-bit pair
-// products (twist_kernel_avx2.cpp), has a streamed form, and also serves
-// AVX-512: measured, it beats the 32-bit lanes at 512 bits by half again.
-#define HWY_TARGET_INCLUDE "transform/twist_kernel_simd.cpp"
-#include "frame/simd_targets.h"  // compiles this file once per target
-
-#if OZU_SIMD_PASS
-#include "transform/twist_kernel_simd-inl.h"
-#endif
-
-#if HWY_ONCE
+// active one. The vector versions are written by hand (twist_kernel_avx2.cpp,
+// twist_kernel_sse4.cpp): pair products of 16-bit lanes need an order of
+// lanes that the 16-bit unpacks and packs of x86 keep by themselves.
 #include <cstddef>
+#include <cstdint>
 
 #include "transform/twist_kernel.h"
 #include "transform/twist_kernel_simd.h"
@@ -40,11 +32,10 @@ bool twist_planes_apart(const void* const* src, std::size_t srcSize, const void*
 template <class S, class D>
 const TargetTable<TwistLineKernel<S, D>>& twist_line_targets() {
     // Vector code only where the build has vector targets at all; the AVX2
-    // version is hand-written and serves the AVX-512 target as well.
+    // version serves the AVX-512 target as well.
 #if OZU_HAVE_HWY && (defined(__x86_64__) || defined(__i386__))
     static constexpr TargetTable<TwistLineKernel<S, D>> table{
-        {&sub4x4MatMult<S, D>, OZU_SIMD_ON_SSE4(TwistLineSimd<S, D>), &avx2::twist_line<S, D>,
-         nullptr}};
+        {&sub4x4MatMult<S, D>, &sse4::twist_line<S, D>, &avx2::twist_line<S, D>, nullptr}};
 #else
     static constexpr TargetTable<TwistLineKernel<S, D>> table{{&sub4x4MatMult<S, D>}};
 #endif
@@ -55,7 +46,7 @@ template <class S, class D>
 const TargetTable<TwistLineKernel<S, D>>& twist_line_streamed_targets() {
 #if OZU_HAVE_HWY && (defined(__x86_64__) || defined(__i386__))
     static constexpr TargetTable<TwistLineKernel<S, D>> table{
-        {&sub4x4MatMult<S, D>, OZU_SIMD_ON_SSE4(TwistLineSimd<S, D>),
+        {&sub4x4MatMult<S, D>, &sse4::twist_line_streamed<S, D>,
          &avx2::twist_line_streamed<S, D>, nullptr}};
 #else
     static constexpr TargetTable<TwistLineKernel<S, D>> table{{&sub4x4MatMult<S, D>}};
@@ -79,4 +70,3 @@ OZU_ALL_PIXEL_PAIRS(OZU_X)
 #undef OZU_X
 
 }  // namespace ozu
-#endif  // HWY_ONCE
