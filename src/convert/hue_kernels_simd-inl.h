@@ -140,7 +140,7 @@ template <class S, class D>
 HWY_INLINE void HlsTablePath(const S* const src[3], D* const dst[3], int32_t width) {
     constexpr bool kNarrow = sizeof(S) <= 2;
     const VF32 fdst = F(255.0f);
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         const Extremes<VI32> e = FindExtremes(r, g, b);
         const VI32 row = hn::And(e.max, I(0xFF));
@@ -153,21 +153,24 @@ HWY_INLINE void HlsTablePath(const S* const src[3], D* const dst[3], int32_t wid
         StoreLow(h, q[0] + x);
         StoreLow(lightness, q[1] + x);
         StoreLow(saturation, q[2] + x);
-    });
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 template <class S, class D>
-HWY_INLINE void HlsEqualPath(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax) {
+HWY_INLINE void HlsEqualPath(const S* const src[3], D* const dst[3], int32_t width,
+                             int32_t srcMax) {
     const VF32 fdst = F(static_cast<float>(srcMax));
     const VI32 halfRange = I(srcMax / 2);
     const VI32 twiceRange = I(wmul(2, srcMax));
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         const Extremes<VI32> e = FindExtremes(r, g, b);
         const VI32 l = hn::ShiftRight<1>(hn::Add(e.max, e.min));
         const VI32 d = hn::Sub(e.max, e.min);
-        const VI32 den = hn::IfThenElse(hn::Gt(l, halfRange), hn::Sub(hn::Sub(twiceRange, e.max), e.min),
-                                        hn::Add(e.max, e.min));
+        const VI32 den =
+            hn::IfThenElse(hn::Gt(l, halfRange), hn::Sub(hn::Sub(twiceRange, e.max), e.min),
+                           hn::Add(e.max, e.min));
         const VF32 fd = ToF32(d);
         const VI32 s = TruncToI32(hn::Mul(hn::Div(fd, ToF32(den)), fdst));
         const VI32 h = ScaleHue(HueDegrees(r, g, b, e.max, fd), fdst);
@@ -175,7 +178,8 @@ HWY_INLINE void HlsEqualPath(const S* const src[3], D* const dst[3], int32_t wid
         StoreLow(hn::IfThenElseZero(chromatic, h), q[0] + x);
         StoreLow(l, q[1] + x);
         StoreLow(hn::IfThenElseZero(chromatic, s), q[2] + x);
-    });
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 template <class S, class D>
@@ -183,7 +187,7 @@ HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t wid
                              int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 r = LoadNormalised(p[0] + x, fsrc);
         const VF32 g = LoadNormalised(p[1] + x, fsrc);
         const VF32 b = LoadNormalised(p[2] + x, fsrc);
@@ -198,7 +202,8 @@ HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t wid
         StoreLow(hn::IfThenElseZero(chromatic, h), q[0] + x);
         StoreLow(TruncToI32(hn::Mul(l, fdst)), q[1] + x);
         StoreLow(hn::IfThenElseZero(chromatic, s), q[2] + x);
-    });
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 // ---- RGB -> HSV ------------------------------------------------------------
@@ -212,7 +217,7 @@ HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t wid
 template <class S, class D>
 HWY_INLINE void HsvTablePath(const S* const src[3], D* const dst[3], int32_t width) {
     const VI32 low = I(0xFF);
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         const VI32 max = hn::Max(r, hn::Max(g, b));
         const VI32 min = hn::Min(r, hn::Min(g, b));
@@ -228,19 +233,22 @@ HWY_INLINE void HsvTablePath(const S* const src[3], D* const dst[3], int32_t wid
         const auto rb = hn::Lt(r, b);
         const auto negative =
             hn::Or(hn::And(rg, hn::Not(hn::AndNot(gb, rb))), hn::AndNot(rg, hn::AndNot(rb, gb)));
-        const VI32 offset = hn::IfThenElse(rg, hn::IfThenElse(hn::Or(gb, rb), I(-128), I(43)),
-                                           hn::IfThenElse(rb, I(-43), hn::IfThenElse(gb, I(-44), I(44))));
+        const VI32 offset =
+            hn::IfThenElse(rg, hn::IfThenElse(hn::Or(gb, rb), I(-128), I(43)),
+                           hn::IfThenElse(rb, I(-43), hn::IfThenElse(gb, I(-44), I(44))));
         const VI32 h = hn::Add(offset, hn::IfThenElse(negative, hn::Neg(fraction), fraction));
         StoreLow(hn::And(h, low), q[0] + x);
         StoreLow(s, q[1] + x);
         StoreLow(hn::And(max, low), q[2] + x);
-    });
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 template <class S, class D>
-HWY_INLINE void HsvEqualPath(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax) {
+HWY_INLINE void HsvEqualPath(const S* const src[3], D* const dst[3], int32_t width,
+                             int32_t srcMax) {
     const VF32 fdst = F(static_cast<float>(srcMax));
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         const Extremes<VI32> e = FindExtremes(r, g, b);
         const VI32 d = hn::Sub(e.max, e.min);
@@ -251,7 +259,8 @@ HWY_INLINE void HsvEqualPath(const S* const src[3], D* const dst[3], int32_t wid
         StoreLow(hn::IfThenElseZero(hn::And(lit, hn::Ne(d, I(0))), h), q[0] + x);
         StoreLow(hn::IfThenElseZero(lit, s), q[1] + x);
         StoreLow(e.max, q[2] + x);
-    });
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 template <class S, class D>
@@ -259,7 +268,7 @@ HWY_INLINE void HsvFloatPath(const S* const src[3], D* const dst[3], int32_t wid
                              int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 r = LoadNormalised(p[0] + x, fsrc);
         const VF32 g = LoadNormalised(p[1] + x, fsrc);
         const VF32 b = LoadNormalised(p[2] + x, fsrc);
@@ -271,7 +280,8 @@ HWY_INLINE void HsvFloatPath(const S* const src[3], D* const dst[3], int32_t wid
         StoreLow(hn::IfThenElseZero(AsI(hn::And(lit, Differ(d, F(0.0f)))), h), q[0] + x);
         StoreLow(hn::IfThenElseZero(AsI(lit), s), q[1] + x);
         StoreLow(TruncToI32(hn::Mul(e.max, fdst)), q[2] + x);
-    });
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 // ---- HLS and HSV -> RGB ----------------------------------------------------
@@ -313,9 +323,9 @@ HWY_INLINE VF32 HlsChannel(VF32 m1, VF32 m2, VF32 x) {
     const auto rising = hn::Lt(x, F(60.0f));
     const VF32 t = hn::IfThenElse(rising, x, hn::Sub(F(240.0f), x));
     const VF32 ramp = hn::Add(m1, hn::Div(hn::Mul(hn::Sub(m2, m1), t), F(60.0f)));
-    return hn::IfThenElse(rising, ramp,
-                          hn::IfThenElse(hn::Lt(x, F(180.0f)), m2,
-                                         hn::IfThenElse(hn::Lt(x, F(240.0f)), ramp, m1)));
+    return hn::IfThenElse(
+        rising, ramp,
+        hn::IfThenElse(hn::Lt(x, F(180.0f)), m2, hn::IfThenElse(hn::Lt(x, F(240.0f)), ramp, m1)));
 }
 
 template <bool kInRange, class S, class D>
@@ -323,7 +333,7 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
                          int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 h = hn::Div(hn::Mul(ToF32(LoadI32(p[0] + x)), F(360.0f)), fsrc);
         const VF32 l = LoadNormalised(p[1] + x, fsrc);
         const VF32 s = LoadNormalised(p[2] + x, fsrc);
@@ -333,12 +343,14 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         const auto grey = AsI(hn::Eq(s, F(0.0f)));
         const VI32 flat = Trunc<kInRange>(hn::Mul(l, fdst));
         const auto channel = [=](VF32 hue) OZU_INLINE_LAMBDA {
-            return hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(HlsChannel(m1, m2, hue), fdst)));
+            return hn::IfThenElse(grey, flat,
+                                  Trunc<kInRange>(hn::Mul(HlsChannel(m1, m2, hue), fdst)));
         };
         StoreLow(channel(hn::Add(h, F(120.0f))), q[0] + x);
         StoreLow(channel(h), q[1] + x);
         StoreLow(channel(hn::Sub(h, F(120.0f))), q[2] + x);
-    });
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 template <bool kInRange, class S, class D>
@@ -347,7 +359,7 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
     const VF32 one = F(1.0f);
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 h = LoadNormalised(p[0] + x, fsrc);
         const VF32 s = LoadNormalised(p[1] + x, fsrc);
         const VF32 v = LoadNormalised(p[2] + x, fsrc);
@@ -360,9 +372,12 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         const auto i0 = AsF(hn::Eq(i, I(0))), i1 = AsF(hn::Eq(i, I(1))), i2 = AsF(hn::Eq(i, I(2)));
         const auto i3 = AsF(hn::Eq(i, I(3))), i4 = AsF(hn::Eq(i, I(4)));
         // Sectors 0..5: (v, t, p), (q, v, p), (p, v, t), (p, q, v), (t, p, v), (v, p, q).
-        const VF32 rf = hn::IfThenElse(i1, qv, hn::IfThenElse(hn::Or(i2, i3), pv, hn::IfThenElse(i4, tv, v)));
-        const VF32 gf = hn::IfThenElse(i0, tv, hn::IfThenElse(hn::Or(i1, i2), v, hn::IfThenElse(i3, qv, pv)));
-        const VF32 bf = hn::IfThenElse(hn::Or(i0, i1), pv, hn::IfThenElse(i2, tv, hn::IfThenElse(hn::Or(i3, i4), v, qv)));
+        const VF32 rf =
+            hn::IfThenElse(i1, qv, hn::IfThenElse(hn::Or(i2, i3), pv, hn::IfThenElse(i4, tv, v)));
+        const VF32 gf =
+            hn::IfThenElse(i0, tv, hn::IfThenElse(hn::Or(i1, i2), v, hn::IfThenElse(i3, qv, pv)));
+        const VF32 bf = hn::IfThenElse(
+            hn::Or(i0, i1), pv, hn::IfThenElse(i2, tv, hn::IfThenElse(hn::Or(i3, i4), v, qv)));
         const auto grey = AsI(hn::Eq(s, F(0.0f)));
         const VI32 flat = Trunc<kInRange>(hn::Mul(v, fdst));
         VI32 rOut = hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(rf, fdst)));
@@ -378,7 +393,8 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         StoreLow(rOut, q[0] + x);
         StoreLow(gOut, q[1] + x);
         StoreLow(bOut, q[2] + x);
-    });
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 }  // namespace hue_simd

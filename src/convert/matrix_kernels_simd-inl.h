@@ -22,14 +22,26 @@ namespace ozu {
 namespace HWY_NAMESPACE {
 namespace matrix_simd {
 
+// One output channel: the three products summed and shifted, the range
+// change with kScale, the offset, and the clamp to 0..top, which is the
+// scalar one as long as top >= 0 (the callers ensure it).
+template <bool kScale>
+HWY_INLINE VI32 Channel(VI32 c0, VI32 c1, VI32 c2, VI32 a, VI32 b, VI32 c, VI32 scale, VI32 offset,
+                        VI32 top) {
+    const VI32 sum = hn::Add(hn::Add(hn::Mul(c0, a), hn::Mul(c1, b)), hn::Mul(c2, c));
+    VI32 t = hn::ShiftRight<kFixBits>(sum);
+    if constexpr (kScale) t = hn::ShiftRight<kFixBits>(hn::Mul(t, scale));
+    return hn::Min(hn::Max(hn::Add(t, offset), hn::Zero(DI32())), top);
+}
+
 // The body of the three kernels (see matrix_detail::transform_line). With
 // kScale false the range change is left out: it is then the factor 8192 of
 // equal ranges, and (t x 8192) >> 13 gives t back for every t = sum >> 13
 // (|t| < 2^18, so the product stays within 32 bits).
 template <bool kScale, class S, class D>
-HWY_INLINE void TransformLine(const S* const src[3], D* const dst[3], int32_t width,
-                              int32_t dstMax, const int32_t (*m)[3], int32_t factor,
-                              int32_t inOffset, int32_t outOffset) {
+HWY_INLINE void TransformLine(const S* const src[3], D* const dst[3], int32_t width, int32_t dstMax,
+                              const int32_t (*m)[3], int32_t factor, int32_t inOffset,
+                              int32_t outOffset) {
     const DI32 d;
     constexpr size_t kLanes = hn::MaxLanes(DI32());
     const VI32 k00 = hn::Set(d, m[0][0]), k01 = hn::Set(d, m[0][1]), k02 = hn::Set(d, m[0][2]);
@@ -40,24 +52,15 @@ HWY_INLINE void TransformLine(const S* const src[3], D* const dst[3], int32_t wi
     const VI32 out = hn::Set(d, outOffset);
     const VI32 top = hn::Set(d, dstMax);
     const VI32 zero = hn::Zero(d);
-    // One output channel; the clamp to 0..dstMax is the scalar one as long
-    // as dstMax >= 0, which the caller ensures.
-    const auto channel = [=](VI32 c0, VI32 c1, VI32 c2, VI32 a, VI32 b, VI32 c, VI32 offset) OZU_INLINE_LAMBDA {
-        VI32 t = hn::ShiftRight<kFixBits>(hn::Add(hn::Add(hn::Mul(c0, a), hn::Mul(c1, b)), hn::Mul(c2, c)));
-        if constexpr (kScale) t = hn::ShiftRight<kFixBits>(hn::Mul(t, scale));
-        return hn::Min(hn::Max(hn::Add(t, offset), zero), top);
-    };
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 a = LoadI32(p[0] + x);
         const VI32 b = hn::Sub(LoadI32(p[1] + x), in);
         const VI32 c = hn::Sub(LoadI32(p[2] + x), in);
-        const VI32 r0 = channel(k00, k01, k02, a, b, c, zero);
-        const VI32 r1 = channel(k10, k11, k12, a, b, c, out);
-        const VI32 r2 = channel(k20, k21, k22, a, b, c, out);
-        StoreLow(r0, q[0] + x);
-        StoreLow(r1, q[1] + x);
-        StoreLow(r2, q[2] + x);
-    });
+        StoreLow(Channel<kScale>(k00, k01, k02, a, b, c, scale, zero, top), q[0] + x);
+        StoreLow(Channel<kScale>(k10, k11, k12, a, b, c, scale, out, top), q[1] + x);
+        StoreLow(Channel<kScale>(k20, k21, k22, a, b, c, scale, out, top), q[2] + x);
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 // Whether the byte-line form below computes exactly what TransformLine does:
@@ -75,6 +78,26 @@ HWY_INLINE bool BytesFit(const int32_t (*m)[3], int32_t dstMax, int32_t factor, 
     return true;
 }
 
+using D16 = hn::ScalableTag<int16_t>;
+using VI16 = hn::Vec<D16>;
+using D32Of16 = hn::Repartition<int32_t, D16>;
+
+// (lo, hi) in the even and odd 16-bit lanes of every 32-bit lane.
+HWY_INLINE VI16 CoefficientPair(int32_t lo, int32_t hi) {
+    const uint32_t bits =
+        uint32_t{static_cast<uint16_t>(lo)} | (uint32_t{static_cast<uint16_t>(hi)} << 16);
+    return hn::BitCast(D16(), hn::Set(D32Of16(), static_cast<int32_t>(bits)));
+}
+
+// (k0 x + k1 y + k2 z) >> 13 for pixels whose (x, y) and (z, 0) pairs fill
+// adjacent lanes of xy and z0, with kxy = (k0, k1) and kz = (k2, 0).
+HWY_INLINE hn::Vec<D32Of16> PairSums(VI16 xy, VI16 z0, VI16 kxy, VI16 kz) {
+    const D32Of16 d32;
+    hn::Vec<D32Of16> unused = hn::Zero(d32);
+    const auto sum = hn::ReorderWidenMulAccumulate(d32, xy, kxy, hn::Zero(d32), unused);
+    return hn::ShiftRight<kFixBits>(hn::ReorderWidenMulAccumulate(d32, z0, kz, sum, unused));
+}
+
 // TransformLine for byte lines, twice as many pixels per vector: the
 // channels are widened to 16 bits only, and each product pair
 // m0 a + m1 b (then m2 c + 0) is one widening multiply-add of 16-bit lanes
@@ -88,48 +111,34 @@ template <class S, class D>
 HWY_INLINE void TransformBytes(const S* const src[3], D* const dst[3], int32_t width,
                                int32_t dstMax, const int32_t (*m)[3], int32_t inOffset,
                                int32_t outOffset) {
-    using D16 = hn::ScalableTag<int16_t>;
     const D16 d16;
-    const hn::Repartition<int32_t, D16> d32;
     const hn::Rebind<S, D16> ds;
     const hn::Rebind<D, D16> dd;
     constexpr size_t kLanes = hn::MaxLanes(D16());
-    // (lo, hi) in the even and odd 16-bit lanes of each 32-bit lane.
-    const auto pair = [&](int32_t lo, int32_t hi) {
-        const uint32_t bits = uint32_t{static_cast<uint16_t>(lo)} | (uint32_t{static_cast<uint16_t>(hi)} << 16);
-        return hn::BitCast(d16, hn::Set(d32, static_cast<int32_t>(bits)));
-    };
-    const auto ab0 = pair(m[0][0], m[0][1]), c0 = pair(m[0][2], 0);
-    const auto ab1 = pair(m[1][0], m[1][1]), c1 = pair(m[1][2], 0);
-    const auto ab2 = pair(m[2][0], m[2][1]), c2 = pair(m[2][2], 0);
-    const auto in = hn::Set(d16, static_cast<int16_t>(inOffset));
-    const auto out = hn::Set(d16, static_cast<int16_t>(outOffset));
-    const auto top = hn::Set(d16, static_cast<int16_t>(dstMax));
-    const auto zero = hn::Zero(d16);
-    const auto channel = [=](decltype(zero) ab, decltype(zero) cz, decltype(zero) kab,
-                             decltype(zero) kc, decltype(hn::Zero(d32))& sum) OZU_INLINE_LAMBDA {
-        decltype(hn::Zero(d32)) unused = hn::Zero(d32);
-        sum = hn::ReorderWidenMulAccumulate(d32, ab, kab, hn::Zero(d32), unused);
-        sum = hn::ReorderWidenMulAccumulate(d32, cz, kc, sum, unused);
-        sum = hn::ShiftRight<kFixBits>(sum);
-    };
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
-        const auto a = hn::PromoteTo(d16, hn::LoadU(ds, p[0] + x));
-        const auto b = hn::Sub(hn::PromoteTo(d16, hn::LoadU(ds, p[1] + x)), in);
-        const auto c = hn::Sub(hn::PromoteTo(d16, hn::LoadU(ds, p[2] + x)), in);
-        const auto abLo = hn::InterleaveLower(d16, a, b), abHi = hn::InterleaveUpper(d16, a, b);
-        const auto cLo = hn::InterleaveLower(d16, c, zero), cHi = hn::InterleaveUpper(d16, c, zero);
-        const auto row = [&](decltype(zero) kab, decltype(zero) kc, decltype(zero) offset, D* o) {
-            auto lo = hn::Zero(d32), hi = hn::Zero(d32);
-            channel(abLo, cLo, kab, kc, lo);
-            channel(abHi, cHi, kab, kc, hi);
-            const auto t = hn::Min(hn::Max(hn::Add(hn::ReorderDemote2To(d16, lo, hi), offset), zero), top);
-            hn::StoreU(hn::DemoteTo(dd, t), dd, o + x);
+    const VI16 ab0 = CoefficientPair(m[0][0], m[0][1]), c0 = CoefficientPair(m[0][2], 0);
+    const VI16 ab1 = CoefficientPair(m[1][0], m[1][1]), c1 = CoefficientPair(m[1][2], 0);
+    const VI16 ab2 = CoefficientPair(m[2][0], m[2][1]), c2 = CoefficientPair(m[2][2], 0);
+    const VI16 in = hn::Set(d16, static_cast<int16_t>(inOffset));
+    const VI16 out = hn::Set(d16, static_cast<int16_t>(outOffset));
+    const VI16 top = hn::Set(d16, static_cast<int16_t>(dstMax));
+    const VI16 zero = hn::Zero(d16);
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+        const VI16 a = hn::PromoteTo(d16, hn::LoadU(ds, p[0] + x));
+        const VI16 b = hn::Sub(hn::PromoteTo(d16, hn::LoadU(ds, p[1] + x)), in);
+        const VI16 c = hn::Sub(hn::PromoteTo(d16, hn::LoadU(ds, p[2] + x)), in);
+        const VI16 abLo = hn::InterleaveLower(d16, a, b), abHi = hn::InterleaveUpper(d16, a, b);
+        const VI16 cLo = hn::InterleaveLower(d16, c, zero), cHi = hn::InterleaveUpper(d16, c, zero);
+        const auto channel = [&](VI16 kab, VI16 kc, VI16 offset, D* o) OZU_INLINE_LAMBDA {
+            const VI16 t = hn::ReorderDemote2To(d16, PairSums(abLo, cLo, kab, kc),
+                                                PairSums(abHi, cHi, kab, kc));
+            hn::StoreU(hn::DemoteTo(dd, hn::Min(hn::Max(hn::Add(t, offset), zero), top)), dd,
+                       o + x);
         };
-        row(ab0, c0, zero, q[0]);
-        row(ab1, c1, out, q[1]);
-        row(ab2, c2, out, q[2]);
-    });
+        channel(ab0, c0, zero, q[0]);
+        channel(ab1, c1, out, q[1]);
+        channel(ab2, c2, out, q[2]);
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 template <class S, class D>

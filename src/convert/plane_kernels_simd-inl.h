@@ -27,9 +27,9 @@ HWY_INLINE void MapPlane(const S* in, D* out, int32_t width, const Op& op) {
     constexpr size_t kLanes = hn::MaxLanes(DI32());
     const S* const src[3] = {in, nullptr, nullptr};
     D* const dst[3] = {out, nullptr, nullptr};
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
-        StoreLow(op(LoadI32(p[0] + x)), q[0] + x);
-    });
+    const auto step = [=](const S* const* p, D* const* q, size_t x)
+                          OZU_INLINE_LAMBDA { StoreLow(op(LoadI32(p[0] + x)), q[0] + x); };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 // c - v between elements of one size, in lanes of that size: the low bits
@@ -47,10 +47,11 @@ HWY_INLINE void MirrorPlane(const S* in, D* out, int32_t width, int32_t c) {
     const auto k = hn::Set(du, static_cast<U>(static_cast<uint32_t>(c)));
     const S* const src[3] = {in, nullptr, nullptr};
     D* const dst[3] = {out, nullptr, nullptr};
-    WalkLine<kLanes>(src, dst, width, [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const auto v = hn::BitCast(du, hn::LoadU(ds, p[0] + x));
         hn::StoreU(hn::BitCast(dd, hn::Sub(k, v)), dd, q[0] + x);
-    });
+    };
+    WalkLine<kLanes>(src, dst, width, step);
 }
 
 // The range adaptation of one plane.
@@ -64,7 +65,8 @@ HWY_INLINE void RescalePlane(const S* in, D* out, int32_t width, int32_t factor)
         return;
     }
     const VI32 scale = hn::Set(DI32(), factor);
-    MapPlane(in, out, width, [=](VI32 v) OZU_INLINE_LAMBDA { return hn::ShiftRight<kFixBits>(hn::Mul(v, scale)); });
+    MapPlane(in, out, width,
+             [=](VI32 v) OZU_INLINE_LAMBDA { return hn::ShiftRight<kFixBits>(hn::Mul(v, scale)); });
 }
 
 }  // namespace plane_simd
@@ -78,7 +80,8 @@ bool SubInvert(const S* const src[3], D* const dst[3], int32_t width, int32_t sr
                 plane_simd::MirrorPlane(src[plane], dst[plane], width, srcMax);
             } else {
                 const VI32 top = hn::Set(DI32(), srcMax);
-                plane_simd::MapPlane(src[plane], dst[plane], width, [=](VI32 v) OZU_INLINE_LAMBDA { return hn::Sub(top, v); });
+                plane_simd::MapPlane(src[plane], dst[plane], width,
+                                     [=](VI32 v) OZU_INLINE_LAMBDA { return hn::Sub(top, v); });
             }
         }
     } else {

@@ -22,10 +22,14 @@ constexpr const char* kNames[kCpuTargetCount] = {"scalar", "sse4", "avx2", "avx5
 constexpr bool compiled_in(CpuTarget target) {
 #if OZU_HAVE_HWY
     switch (target) {
-        case CpuTarget::kScalar: return true;
-        case CpuTarget::kSse4: return (HWY_TARGETS & HWY_SSE4) != 0;
-        case CpuTarget::kAvx2: return (HWY_TARGETS & HWY_AVX2) != 0;
-        case CpuTarget::kAvx512: return (HWY_TARGETS & HWY_AVX3) != 0;
+        case CpuTarget::kScalar:
+            return true;
+        case CpuTarget::kSse4:
+            return (HWY_TARGETS & HWY_SSE4) != 0;
+        case CpuTarget::kAvx2:
+            return (HWY_TARGETS & HWY_AVX2) != 0;
+        case CpuTarget::kAvx512:
+            return (HWY_TARGETS & HWY_AVX3) != 0;
     }
     return false;
 #else
@@ -62,8 +66,8 @@ Features detect() {
     const bool avx = (c >> 28) & 1;
     if (!osxsave || !avx) return f;
     const uint64_t state = enabled_state();
-    const bool ymm = (state & 0x6) == 0x6;      // SSE and AVX state
-    const bool zmm = (state & 0xE0) == 0xE0;    // opmask, ZMM_Hi256, Hi16_ZMM
+    const bool ymm = (state & 0x6) == 0x6;    // SSE and AVX state
+    const bool zmm = (state & 0xE0) == 0xE0;  // opmask, ZMM_Hi256, Hi16_ZMM
     unsigned b7 = 0, c7 = 0, d7 = 0, a7 = 0;
     if (!__get_cpuid_count(7, 0, &a7, &b7, &c7, &d7)) return f;
     f.avx2 = ymm && ((b7 >> 5) & 1);
@@ -75,10 +79,14 @@ Features detect() {
 bool processor_runs(CpuTarget target) {
     static const Features f = detect();
     switch (target) {
-        case CpuTarget::kScalar: return true;
-        case CpuTarget::kSse4: return f.ssse3 && f.sse41 && f.sse42;
-        case CpuTarget::kAvx2: return f.ssse3 && f.sse41 && f.sse42 && f.avx2;
-        case CpuTarget::kAvx512: return f.ssse3 && f.sse41 && f.sse42 && f.avx512;
+        case CpuTarget::kScalar:
+            return true;
+        case CpuTarget::kSse4:
+            return f.ssse3 && f.sse41 && f.sse42;
+        case CpuTarget::kAvx2:
+            return f.ssse3 && f.sse41 && f.sse42 && f.avx2;
+        case CpuTarget::kAvx512:
+            return f.ssse3 && f.sse41 && f.sse42 && f.avx512;
     }
     return false;
 }

@@ -93,8 +93,8 @@ enum class CpuTarget : int32_t {
 };
 inline constexpr int kCpuTargetCount = 4;
 
-inline constexpr CpuTarget kAllCpuTargets[kCpuTargetCount] = {
-    CpuTarget::kScalar, CpuTarget::kSse4, CpuTarget::kAvx2, CpuTarget::kAvx512};
+inline constexpr CpuTarget kAllCpuTargets[kCpuTargetCount] = {CpuTarget::kScalar, CpuTarget::kSse4,
+                                                              CpuTarget::kAvx2, CpuTarget::kAvx512};
 
 // "scalar", "sse4", "avx2", "avx512".
 const char* cpu_target_name(CpuTarget target);

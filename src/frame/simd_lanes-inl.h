@@ -21,13 +21,13 @@
 #define OZU_FRAME_SIMD_LANES_INL_H_
 #endif
 
+#include <hwy/highway.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <type_traits>
-
-#include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
 namespace ozu {
