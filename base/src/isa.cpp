@@ -16,6 +16,7 @@ Isa widest_supported() noexcept {
         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi"))
         return Isa::kAvx512Vbmi;
     if (__builtin_cpu_supports("avx2")) return Isa::kAvx2;
+    if (__builtin_cpu_supports("ssse3") && __builtin_cpu_supports("sse4.1")) return Isa::kSse4;
     return Isa::kBaseline;
 #else
     return Isa::kPlain;
@@ -29,8 +30,10 @@ Isa choose() noexcept {
     Isa asked = widest;
     if (std::strcmp(name, "scalar") == 0)
         asked = Isa::kPlain;
-    else if (std::strcmp(name, "sse2") == 0 || std::strcmp(name, "sse4") == 0)
+    else if (std::strcmp(name, "sse2") == 0)
         asked = Isa::kBaseline;
+    else if (std::strcmp(name, "sse4") == 0)
+        asked = Isa::kSse4;
     else if (std::strcmp(name, "avx2") == 0)
         asked = Isa::kAvx2;
     else if (std::strcmp(name, "avx512") == 0)

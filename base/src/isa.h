@@ -5,9 +5,9 @@
 // loop is the same operation on more bytes at a time and gives the same bits.
 // Which versions run follows the environment variable OZU_CPU_TARGET, read at
 // first use, with the names the colour library uses for its own choice:
-// "scalar" runs the plain loops, "sse2" and "sse4" add the vectors of the
-// x86-64 baseline (SSE2), "avx2" allows 256-bit vectors, "avx512" also
-// 512-bit ones; a name the processor cannot run, an unknown name or none at
+// "scalar" runs the plain loops, "sse2" adds the vectors of the x86-64
+// baseline (SSE2), "sse4" the byte shuffles of SSSE3 and SSE4.1, "avx2"
+// 256-bit vectors, "avx512" also 512-bit ones; a name the processor cannot run, an unknown name or none at
 // all gives the widest set the processor and the operating system support.
 // Elsewhere than on x86 only the plain loops exist.
 #pragma once
@@ -17,8 +17,9 @@ namespace ozu::base {
 enum class Isa : int {
     kPlain = 0,       // the plain loops only
     kBaseline = 1,    // vectors every host of the build has (SSE2 on x86-64)
-    kAvx2 = 2,        // AVX2
-    kAvx512Vbmi = 3,  // AVX-512 F, BW, VL and VBMI (byte permutes)
+    kSse4 = 2,        // SSSE3 and SSE4.1 (byte shuffles)
+    kAvx2 = 3,        // AVX2
+    kAvx512Vbmi = 4,  // AVX-512 F, BW, VL and VBMI (byte permutes)
 };
 
 // The widest set allowed, fixed at the first call.
@@ -36,6 +37,7 @@ inline bool isa_allows(Isa level) noexcept {
 #if defined(__x86_64__) || defined(__i386__)
 #define OZU_BASE_X86 1
 #define OZU_BASE_TARGET_SSE2 __attribute__((target("sse2")))
+#define OZU_BASE_TARGET_SSE4 __attribute__((target("ssse3,sse4.1")))
 #define OZU_BASE_TARGET_AVX2 __attribute__((target("avx2")))
 #define OZU_BASE_TARGET_AVX512VBMI \
     __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi")))
