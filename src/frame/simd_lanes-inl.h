@@ -3,9 +3,7 @@
 // that keep the low bits as the scalar kernels' store<D> does, the
 // saturating float-to-integer conversion of the hue kernels, and the walk
 // over a line in whole vectors.
-//
-// Per-target include guard: foreach_target includes this file once per
-// target, toggling HWY_TARGET_TOGGLE in between.
+
 // Step lambdas (the per-vector bodies handed to WalkLine) capture by value
 // and are always inlined: a lambda that captures vectors by reference keeps
 // them in memory, and every byte store of the loop, which may alias
@@ -14,6 +12,8 @@
 #define OZU_INLINE_LAMBDA __attribute__((always_inline))
 #endif
 
+// Per-target include guard: foreach_target includes this file once per
+// target, toggling HWY_TARGET_TOGGLE in between.
 #if defined(OZU_FRAME_SIMD_LANES_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef OZU_FRAME_SIMD_LANES_INL_H_
 #undef OZU_FRAME_SIMD_LANES_INL_H_
@@ -124,38 +124,41 @@ HWY_INLINE VF32 ToF32(VI32 v) { return hn::ConvertTo(DF32(), v); }
 // copied back: every pixel goes through the same vector code whatever the
 // width, and nothing outside the line is read or written. The copies take
 // the destination's previous contents too, so a step that leaves a pixel as
-// it was (subHSV2RGB) leaves it so in the tail as well.
+// it was (subHSV2RGB) leaves it so in the tail as well. The padded group
+// goes through the same loop as the others, so the step's code exists once.
 template <size_t kStep, class S, class D, class Step>
 HWY_INLINE void WalkLine(const S* const src[3], D* const dst[3], int32_t width, const Step& step) {
     if (width <= 0) return;
     const size_t n = static_cast<size_t>(width);
+    const size_t whole = n - n % kStep;
+    HWY_ALIGN S inPad[3][kStep];
+    HWY_ALIGN D outPad[3][kStep];
     const S* in[3] = {src[0], src[1], src[2]};
     D* out[3] = {dst[0], dst[1], dst[2]};
     size_t x = 0;
-    for (; x + kStep <= n; x += kStep) step(in, out, x);
-    const size_t rest = n - x;
-    if (rest == 0) return;
-    HWY_ALIGN S inPad[3][kStep];
-    HWY_ALIGN D outPad[3][kStep];
-    std::memset(inPad, 0, sizeof inPad);
-    std::memset(outPad, 0, sizeof outPad);
-    const S* tailIn[3];
-    D* tailOut[3];
-    for (int p = 0; p < 3; ++p) {
-        tailIn[p] = nullptr;
-        tailOut[p] = nullptr;
-        if (in[p] != nullptr) {
-            std::memcpy(inPad[p], in[p] + x, rest * sizeof(S));
-            tailIn[p] = inPad[p];
+    size_t end = whole;
+    for (bool padded = false;; padded = true) {
+        for (; x < end; x += kStep) step(in, out, x);
+        if (padded || whole == n) break;
+        const size_t rest = n - whole;
+        std::memset(inPad, 0, sizeof inPad);
+        std::memset(outPad, 0, sizeof outPad);
+        for (int p = 0; p < 3; ++p) {
+            if (in[p] != nullptr) {
+                std::memcpy(inPad[p], in[p] + whole, rest * sizeof(S));
+                in[p] = inPad[p];
+            }
+            if (out[p] != nullptr) {
+                std::memcpy(outPad[p], out[p] + whole, rest * sizeof(D));
+                out[p] = outPad[p];
+            }
         }
-        if (out[p] != nullptr) {
-            std::memcpy(outPad[p], out[p] + x, rest * sizeof(D));
-            tailOut[p] = outPad[p];
-        }
+        x = 0;
+        end = kStep;
     }
-    step(tailIn, tailOut, size_t{0});
+    if (whole == n) return;
     for (int p = 0; p < 3; ++p)
-        if (out[p] != nullptr) std::memcpy(out[p] + x, outPad[p], rest * sizeof(D));
+        if (dst[p] != nullptr) std::memcpy(dst[p] + whole, outPad[p], (n - whole) * sizeof(D));
 }
 
 }  // namespace HWY_NAMESPACE
