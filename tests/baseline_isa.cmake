@@ -1,7 +1,7 @@
 # Fails when an inline function or template instance of the colour module,
 # emitted as a weak (COMDAT) symbol, contains SSSE3, SSE4, AVX or AVX-512
 # instructions outside a per-target namespace (N_SSE4, N_AVX2, N_AVX3 of
-# Highway, or ozu::avx2 / ozu::avx512 of hand-written kernels).
+# Highway, or ozu::sse4 / ozu::avx2 / ozu::avx512 of hand-written kernels).
 #
 # Such a symbol is the trap of run-time dispatch: the linker keeps one copy
 # of each weak symbol, and a copy compiled for a wider target would then also
@@ -15,7 +15,7 @@ if(NOT OBJDUMP OR NOT NM OR NOT OBJECTS)
 endif()
 
 # Mangled namespace components that mark per-target code.
-set(per_target "(6N_SSE4|6N_AVX2|6N_AVX3|4avx2|6avx512)")
+set(per_target "(6N_SSE4|6N_AVX2|6N_AVX3|4sse4|4avx2|6avx512)")
 # Instructions beyond the x86-64 baseline: any VEX/EVEX form (v...), the
 # wide and mask registers, and the SSSE3 / SSE4 ones the compiler may pick.
 set(wide "%[yz]mm|%k[0-7]|\t(v[a-z0-9]+|pmulld|pminsd|pmaxsd|pminud|pmaxud|pminsb|pmaxsb|pminuw|pmaxuw|pmovzx[a-z]+|pmovsx[a-z]+|pblendw|blendps|blendpd|blendvps|blendvpd|pblendvb|ptest|pextr[bdq]|pinsr[bdq]|packusdw|pcmpeqq|pcmpgtq|roundps|roundss|roundpd|roundsd|dpps|dppd|insertps|extractps|pmuldq|pshufb|palignr|pabs[bwd]|phadd[wd]|phsub[wd]|pmaddubsw|pmulhrsw|psign[bwd]) ")
