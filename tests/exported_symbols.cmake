@@ -21,6 +21,8 @@ foreach(line ${lines})
         set(seen_version TRUE)
       endif()
     elseif(name MATCHES "^(_init|_fini|_edata|_end|__bss_start)$")
+    elseif(name MATCHES "^__odr_asan[._]")
+      # AddressSanitizer's one-definition markers of the exported tables.
     else()
       list(APPEND bad "${name}")
     endif()
