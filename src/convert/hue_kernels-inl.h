@@ -181,7 +181,9 @@ bool subRGB2HSV(const S* const src[3], D* const dst[3], int32_t width, int32_t s
         // position of the middle channel within the sixth of the hue circle
         // (row d, column middle - min) as 42.5 x fraction - 44. Each case adds
         // its sector's offset modulo 256; this hue scale is this path's own
-        // (pure blue gives 169, grey 44) and results are pinned to it.
+        // (pure blue gives 169, grey 44) and results are pinned to it. The
+        // differences wrap around: only their low 8 bits index the table,
+        // which is all of them for 8-bit data.
         const auto t = [](int32_t row, int32_t col) -> int32_t {
             return RGB2HSV_Saturation[table_index(row, col)];
         };
@@ -190,18 +192,18 @@ bool subRGB2HSV(const S* const src[3], D* const dst[3], int32_t width, int32_t s
             int32_t h, s, v;
             if (r < g) {
                 if (g < b) {
-                    v = b, s = t(b - r, b), h = -128 - t(b - r, g - r);
+                    v = b, s = t(wsub(b, r), b), h = -128 - t(wsub(b, r), wsub(g, r));
                 } else if (r < b) {
-                    v = g, s = t(g - r, g), h = t(g - r, b - r) - 128;
+                    v = g, s = t(wsub(g, r), g), h = t(wsub(g, r), wsub(b, r)) - 128;
                 } else {
-                    v = g, s = t(g - b, g), h = 43 - t(g - b, r - b);
+                    v = g, s = t(wsub(g, b), g), h = 43 - t(wsub(g, b), wsub(r, b));
                 }
             } else if (r < b) {
-                v = b, s = t(b - g, b), h = t(b - g, r - g) - 43;
+                v = b, s = t(wsub(b, g), b), h = t(wsub(b, g), wsub(r, g)) - 43;
             } else if (g < b) {
-                v = r, s = t(r - g, r), h = -44 - t(r - g, b - g);
+                v = r, s = t(wsub(r, g), r), h = -44 - t(wsub(r, g), wsub(b, g));
             } else {
-                v = r, s = t(r - b, r), h = t(r - b, g - b) + 44;
+                v = r, s = t(wsub(r, b), r), h = t(wsub(r, b), wsub(g, b)) + 44;
             }
             ph[x] = store<D>(h & 0xFF);
             ps[x] = store<D>(s & 0xFF);

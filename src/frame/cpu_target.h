@@ -23,8 +23,8 @@
 //
 // There is no vector version for the bare SSE2 baseline: Highway's portable
 // 128-bit target, the only one that would run there, is slower than the
-// scalar kernels with this compiler, and processors without SSE4.1 went out
-// of production around 2011.
+// scalar kernels with this compiler, and processors without SSE4.1 are more
+// than a decade old.
 //
 // Only scalar exists where Highway is not built in (the PowerPC cross build,
 // or OZU_SIMD=OFF). At first use the active target is the widest one the
@@ -47,7 +47,10 @@
 // Rules for vector code: define every helper inside
 // `namespace ozu { namespace HWY_NAMESPACE {` between HWY_BEFORE_NAMESPACE()
 // and HWY_AFTER_NAMESPACE(); never define a function outside it in a file
-// that foreach_target compiles more than once.
+// that foreach_target compiles more than once. tests/baseline_isa.cmake
+// fails the build's tests when a weak symbol outside the per-target
+// namespaces holds wider instructions, and with qemu-x86_64 the conversion
+// tests also run on emulated processors without SSE4.1, AVX or AVX-512.
 //
 // Giving a kernel vector versions (see convert/matrix_kernels.cpp):
 //
@@ -73,10 +76,11 @@
 //        ... and the dispatching entry calls table.active()(...)
 //        #endif
 //
-//   4. Test the vector versions against the scalar one with
-//      table.on(target) for every available target (lines of every length
-//      0..100, every admitted type pair), and register the exactness tests
-//      in tests/CMakeLists.txt (OZU_PER_TARGET_TESTS) to run once per target.
+//   4. Test the vector versions against the scalar one for every available
+//      target (ozu_test::expect_targets_match_scalar in tests/test_support.h:
+//      lines of every width 0..100, every admitted type pair), and list the
+//      exactness tests in OZU_PER_TARGET_TESTS (tests/CMakeLists.txt) so
+//      that they run once per target.
 #pragma once
 
 #include <cstdint>
