@@ -70,13 +70,13 @@ Arguments::Arguments(const std::vector<std::string>& words,
             inlineValue = name.substr(eq + 1);
             name.resize(eq);
         }
-        const OptionSpec* spec = nullptr;
+        const OptionSpec* known = nullptr;
         for (const OptionSpec& s : specs)
-            if (name == s.name) spec = &s;
-        if (spec == nullptr) throw UsageError("unknown option '--" + name + "'");
+            if (name == s.name) known = &s;
+        if (known == nullptr) throw UsageError("unknown option '--" + name + "'");
         for (const auto& seen : options_)
             if (seen.first == name) throw UsageError("option '--" + name + "' given twice");
-        if (!spec->takesValue) {
+        if (!known->takesValue) {
             if (inlineValue) throw UsageError("option '--" + name + "' takes no value");
             options_.emplace_back(name, std::nullopt);
         } else if (inlineValue) {
