@@ -294,6 +294,45 @@ TEST(ConvertDriver, SameTypeRangeAdaptationOfAOnePlaneSourceLeavesOtherPlanesAsT
     EXPECT_EQ(read_plane<uint8_t>(dst.handle(), 2), (std::vector<uint8_t>{0, 0, 0, 0, 0, 0}));
 }
 
+TEST(ConvertDriver, GaplessLinesConvertAsPaddedOnesDo) {
+    // Lines 64 bytes long follow one another without a gap (the host pads
+    // pitches to 64 bytes) and may be converted as one run; a pitch of 96
+    // keeps them apart. Both give the same bits, also where an HSV pixel
+    // with an out-of-range hue sector lets the intermediate line show
+    // through (HSV to YUV goes through RGB): there the previous line's pixel
+    // at the same position shows, on lines 2 and 4 here.
+    constexpr int32_t kW = 64, kH = 5;
+    const uint32_t codes[] = {COL_CODE(COL_HSV, COL_YUV), COL_CODE(COL_RGB, COL_HSV),
+                              COL_CODE(COL_RGB, COL_CMY), COL_CODE(COL_YIQ, COL_XYZ601),
+                              COL_CODE(COL_HLS, COL_RGB), COL_CODE(COL_I, COL_RGB)};
+    for (uint32_t code : codes) {
+        const int32_t from = static_cast<int32_t>(code & 0xFFFF);
+        const int32_t to = static_cast<int32_t>(code >> 16);
+        const int32_t inPlanes = from == COL_I ? 1 : 3, outPlanes = to == COL_I ? 1 : 3;
+        int32_t s = -1, d = -1, ps = -1, pd = -1;
+        ASSERT_EQ(IPL_BufAlloc(&s, kW, kH, inPlanes, 1, 1, BASE_TYPE_U8, 1, 0), 1);
+        ASSERT_EQ(IPL_BufAlloc(&d, kW, kH, outPlanes, 1, 1, BASE_TYPE_U8, 1, 0), 1);
+        ASSERT_EQ(IPL_BufAlloc(&ps, kW, kH, inPlanes, 1, 1, BASE_TYPE_U8, 1, BASE_ALLOC_ALIGN(96)), 1);
+        ASSERT_EQ(IPL_BufAlloc(&pd, kW, kH, outPlanes, 1, 1, BASE_TYPE_U8, 1, BASE_ALLOC_ALIGN(96)), 1);
+        Buffer src(s), dst(d), paddedSrc(ps), paddedDst(pd);
+        ASSERT_EQ(attribute(s, BASE_ATTR_PITCH), kW);
+        ASSERT_EQ(attribute(ps, BASE_ATTR_PITCH), 96);
+        for (int32_t p = 0; p < inPlanes; ++p) {
+            auto pixels = seeded_pixels<uint8_t>(size_t(kW) * kH, 40 + p);
+            if (from == COL_HSV && p == 0) pixels[2 * kW + 3] = pixels[4 * kW + 10] = 255;
+            if (from == COL_HSV && p == 1) pixels[2 * kW + 3] = pixels[4 * kW + 10] = 200;
+            write_plane<uint8_t>(s, p, pixels);
+            write_plane<uint8_t>(ps, p, pixels);
+        }
+        int32_t h = d, hp = pd;
+        ASSERT_EQ(colk_convert(s, &h, 2, 2, static_cast<int32_t>(code)), 1) << from << " -> " << to;
+        ASSERT_EQ(colk_convert(ps, &hp, 2, 2, static_cast<int32_t>(code)), 1) << from << " -> " << to;
+        for (int32_t p = 0; p < outPlanes; ++p)
+            EXPECT_EQ(read_plane<uint8_t>(d, p), read_plane<uint8_t>(pd, p))
+                << from << " -> " << to << ", plane " << p;
+    }
+}
+
 TEST(ConvertDriver, TemplateInstanceIsReachableDirectly) {
     Buffer src(make_image(1, 1, 3, BASE_TYPE_S16));
     for (int p = 0; p < 3; ++p) write_plane<int16_t>(src.handle(), p, {-32768});

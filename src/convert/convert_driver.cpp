@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <type_traits>
 
@@ -45,6 +46,20 @@ template <class T>
 bool has_planes(const Planes<T>& planes, int needed) {
     for (int p = 0; p < needed; ++p)
         if (planes[p] == nullptr) return false;
+    return true;
+}
+
+// The most pixels one kernel call converts when lines are joined into runs.
+constexpr int32_t kMaxRun = int32_t{1} << 24;
+
+// Whether every plane's lines follow one another without a gap: a pitch of
+// exactly `width` elements.
+template <class T>
+bool gapless(const Planes<T>& planes, const int32_t (&pitch)[3], int32_t width) {
+    for (int p = 0; p < 3; ++p)
+        if (planes[p] != nullptr &&
+            pitch[p] != static_cast<int64_t>(width) * static_cast<int64_t>(sizeof(T)))
+            return false;
     return true;
 }
 
@@ -169,12 +184,27 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
             const bool straight = runFirst && runSecond && identityFirst &&
                                   has_planes(src, planes_read(chain.second));
 
-            for (int32_t r = 0; r < height && (runFirst || runSecond || runCells); r += ratio) {
+            // Lines that follow one another without a gap, in every plane of
+            // both buffers, are one run of pixels; each kernel works pixel by
+            // pixel, so a run converted in one call gives the same bits as
+            // line by line, with far fewer calls. Not when the first step may
+            // leave an intermediate pixel as it was (subHSV2RGB skips pixels
+            // whose hue sector is out of range): the value that shows through
+            // is then the one the previous line left at the same position.
+            const bool joinable = ratio == 1 && !chain.bayer_cells && kernelWidth > 0 &&
+                                  chain.first.plain != &subHSV2RGB<S, D> &&
+                                  gapless(src, srcPitch, kernelWidth) &&
+                                  gapless(dst, dstPitch, kernelWidth);
+            const int32_t run = joinable ? std::max(1, kMaxRun / kernelWidth) : 1;
+
+            for (int32_t r = 0; r < height && (runFirst || runSecond || runCells); r += ratio * run) {
                 const int32_t out = r / ratio;
                 // A downsampling walk over an odd height reaches one line
                 // more than height / ratio: it is written only where the
                 // destination has that line.
                 if (out >= dstHeight) break;
+                const int32_t lines = std::min(run, std::min(height - r, dstHeight - out));
+                const int32_t count = kernelWidth * lines;
                 Planes<const S> srcLine{};
                 Planes<D> dstLine{};
                 for (int p = 0; p < 3; ++p) {
@@ -187,13 +217,13 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
                     continue;
                 }
                 if constexpr (std::is_same_v<S, D>) {
-                    if (straight && lines_apart(srcLine, dstLine, kernelWidth)) {
-                        chain.second.run(srcLine.data(), dstLine.data(), kernelWidth, dstMax, dstMax);
+                    if (straight && lines_apart(srcLine, dstLine, count)) {
+                        chain.second.run(srcLine.data(), dstLine.data(), count, dstMax, dstMax);
                         continue;
                     }
                 }
-                for (int32_t x = 0; x < kernelWidth; x += kPieceWidth) {
-                    const int32_t n = std::min(kPieceWidth, kernelWidth - x);
+                for (int32_t x = 0; x < count; x += kPieceWidth) {
+                    const int32_t n = std::min(kPieceWidth, count - x);
                     const Planes<const S> in = offset(srcLine, x);
                     const Planes<D> outLine = offset(dstLine, x);
                     if (runFirst) chain.first.run(in.data(), middlePlanes.data(), n, srcMax, dstMax);

@@ -124,41 +124,46 @@ HWY_INLINE VF32 ToF32(VI32 v) { return hn::ConvertTo(DF32(), v); }
 // copied back: every pixel goes through the same vector code whatever the
 // width, and nothing outside the line is read or written. The copies take
 // the destination's previous contents too, so a step that leaves a pixel as
-// it was (subHSV2RGB) leaves it so in the tail as well. The padded group
-// goes through the same loop as the others, so the step's code exists once.
+// it was (subHSV2RGB) leaves it so in the tail as well.
+//
+// The padded group goes through the same loop as the whole ones, so the
+// step's code exists once. The loop's plane pointers are plain variables
+// gathered into fresh arrays on each pass: arrays the loop itself changed, or
+// any the compiler could not follow, would be reloaded after every byte
+// store, which may alias anything.
 template <size_t kStep, class S, class D, class Step>
 HWY_INLINE void WalkLine(const S* const src[3], D* const dst[3], int32_t width, const Step& step) {
     if (width <= 0) return;
     const size_t n = static_cast<size_t>(width);
     const size_t whole = n - n % kStep;
+    const size_t rest = n - whole;
     HWY_ALIGN S inPad[3][kStep];
     HWY_ALIGN D outPad[3][kStep];
-    const S* in[3] = {src[0], src[1], src[2]};
-    D* out[3] = {dst[0], dst[1], dst[2]};
-    size_t x = 0;
+    const S *s0 = src[0], *s1 = src[1], *s2 = src[2];
+    D *d0 = dst[0], *d1 = dst[1], *d2 = dst[2];
     size_t end = whole;
-    for (bool padded = false;; padded = true) {
-        for (; x < end; x += kStep) step(in, out, x);
-        if (padded || whole == n) break;
-        const size_t rest = n - whole;
+    for (int pass = 0;; ++pass) {
+        const S* const in[3] = {s0, s1, s2};
+        D* const out[3] = {d0, d1, d2};
+        for (size_t x = 0; x < end; x += kStep) step(in, out, x);
+        if (pass == 1 || rest == 0) break;
         std::memset(inPad, 0, sizeof inPad);
         std::memset(outPad, 0, sizeof outPad);
         for (int p = 0; p < 3; ++p) {
-            if (in[p] != nullptr) {
-                std::memcpy(inPad[p], in[p] + whole, rest * sizeof(S));
-                in[p] = inPad[p];
-            }
-            if (out[p] != nullptr) {
-                std::memcpy(outPad[p], out[p] + whole, rest * sizeof(D));
-                out[p] = outPad[p];
-            }
+            if (src[p] != nullptr) std::memcpy(inPad[p], src[p] + whole, rest * sizeof(S));
+            if (dst[p] != nullptr) std::memcpy(outPad[p], dst[p] + whole, rest * sizeof(D));
         }
-        x = 0;
+        s0 = src[0] != nullptr ? inPad[0] : nullptr;
+        s1 = src[1] != nullptr ? inPad[1] : nullptr;
+        s2 = src[2] != nullptr ? inPad[2] : nullptr;
+        d0 = dst[0] != nullptr ? outPad[0] : nullptr;
+        d1 = dst[1] != nullptr ? outPad[1] : nullptr;
+        d2 = dst[2] != nullptr ? outPad[2] : nullptr;
         end = kStep;
     }
-    if (whole == n) return;
+    if (rest == 0) return;
     for (int p = 0; p < 3; ++p)
-        if (dst[p] != nullptr) std::memcpy(dst[p] + whole, outPad[p], (n - whole) * sizeof(D));
+        if (dst[p] != nullptr) std::memcpy(dst[p] + whole, outPad[p], rest * sizeof(D));
 }
 
 }  // namespace HWY_NAMESPACE
