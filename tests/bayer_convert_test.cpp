@@ -5,10 +5,13 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <cstdlib>
+#include <random>
 #include <stdexcept>
 #include <vector>
 
 #include <ozu/base.h>
+#include <ozu/bayer.h>
 #include <ozu/color.h>
 #include <ozu/color_kernels.h>
 
@@ -500,6 +503,115 @@ TEST_F(BayerConvert, SuccessHandsEverythingBack) {
     EXPECT_EQ(free_now(rgb), 1);
     EXPECT_EQ(free_now(grey1), 1);
     EXPECT_EQ(free_now(src), 1);
+}
+
+// ---------------------------------------------------------------------------
+// Large images, converted band by band
+
+// The host's converter run once over the whole mosaic, as the reference of
+// the banded conversion: packed RGB32 (4 bytes a pixel) or grey.
+std::vector<uint8_t> whole_image_demosaic(const std::vector<uint8_t>& raw, int32_t width,
+                                          int32_t height, int32_t parity, bool rgb,
+                                          const double (&lut)[6]) {
+    const int32_t bytes = rgb ? 4 : 1;
+    std::vector<uint8_t> packed(size_t(width) * size_t(height) * size_t(bytes));
+    CLPIMAGE in(static_cast<TIMAGE*>(std::calloc(1, sizeof(TIMAGE))));
+    CLPIMAGE out(static_cast<TIMAGE*>(std::calloc(1, sizeof(TIMAGE))));
+    EXPECT_EQ(in.setImage(const_cast<uint8_t*>(raw.data()), width, height, width, 8, 0), 0);
+    EXPECT_EQ(out.setImage(packed.data(), width, height, width * bytes, 8 * bytes, 0), 0);
+    CBMConvert converter;
+    converter.SetParity(parity);
+    converter.SetupLUTs(lut[0], lut[1], lut[2], lut[3], lut[4], lut[5]);
+    if (rgb) {
+        converter.RawToRGB32(in.lpi(), out.lpi());
+    } else {
+        converter.RawToMono8(in.lpi(), out.lpi());
+    }
+    return packed;
+}
+
+// Heights around the band boundaries: the last band full, one line long,
+// one line short, and the largest image still converted whole.
+std::vector<int32_t> band_heights(int32_t lineBytes) {
+    const auto lines = int32_t(ozu::kBayerBandBytes / size_t(lineBytes)) & ~1;
+    return {2 * lines, 2 * lines + 1, 2 * lines + 2, 3 * lines + 1, 3 * lines + 2, 5 * lines - 1};
+}
+
+TEST_F(BayerConvert, BandedRgbEqualsTheWholeImageDemosaic) {
+    // Every colour, cell and line of band edges is reached: random pixels,
+    // all four parities, gains and offsets away from the identity.
+    constexpr int32_t kWidth = 1030;
+    const double lut[6] = {0.8, 3.0, 1.1, -2.0, 1.3, 0.0};
+    std::mt19937 random(7);
+    for (int32_t height : band_heights(4 * kWidth)) {
+        for (int32_t parity = 0; parity < 4; ++parity) {
+            SCOPED_TRACE(testing::Message() << "height " << height << " parity " << parity);
+            std::vector<uint8_t> raw(size_t(kWidth) * size_t(height));
+            for (auto& v : raw) v = uint8_t(random());
+            Buffer src(make_raw(kWidth, height, raw, parity));
+            descriptor(src.handle()).colorCorrection[0] = 0.4;
+            descriptor(src.handle()).colorCorrection[1] = 3.0;
+            descriptor(src.handle()).colorCorrection[2] = 0.55;
+            descriptor(src.handle()).colorCorrection[3] = -2.0;
+            descriptor(src.handle()).colorCorrection[4] = 0.65;
+            descriptor(src.handle()).colorCorrection[5] = 0.0;
+            descriptor(src.handle()).colorCorrection[6] = 2.0;
+            Buffer dst;
+            ASSERT_EQ(COL_ConvertColorSpace(src.handle(), dst.slot(), kToRGB), 1);
+            const auto packed = whole_image_demosaic(raw, kWidth, height, parity, true, lut);
+            for (int32_t p = 0; p < 3; ++p) {
+                const auto plane = read_plane<uint8_t>(dst.handle(), p);
+                ASSERT_EQ(plane.size(), raw.size());
+                for (size_t i = 0; i < plane.size(); ++i)
+                    ASSERT_EQ(plane[i], packed[4 * i + size_t(p)])
+                        << "plane " << p << " line " << i / kWidth << " column " << i % kWidth;
+            }
+        }
+    }
+}
+
+TEST_F(BayerConvert, BandedIntensityEqualsTheWholeImageDemosaic) {
+    constexpr int32_t kWidth = 2050;
+    const double lut[6] = {1.0, 0.0, 1.0, 0.0, 1.0, 0.0};
+    std::mt19937 random(11);
+    for (int32_t height : band_heights(kWidth)) {
+        for (int32_t parity = 0; parity < 4; ++parity) {
+            SCOPED_TRACE(testing::Message() << "height " << height << " parity " << parity);
+            std::vector<uint8_t> raw(size_t(kWidth) * size_t(height));
+            for (auto& v : raw) v = uint8_t(random());
+            Buffer src(make_raw(kWidth, height, raw, parity));
+            // Packed lines, so that the block copy lands line for line.
+            Buffer dst(make_packed(kWidth, height, 1));
+            ASSERT_EQ(COL_ConvertColorSpace(src.handle(), dst.slot(), kToI), 1);
+            const auto packed = whole_image_demosaic(raw, kWidth, height, parity, false, lut);
+            EXPECT_EQ(read_plane<uint8_t>(dst.handle(), 0), packed);
+        }
+    }
+}
+
+TEST_F(BayerConvert, BandedIntensityIntoAPaddedDestinationIsStillOneBlock) {
+    // The rows of every band follow the previous band's without a gap.
+    constexpr int32_t kWidth = 2050;
+    const double lut[6] = {1.0, 0.0, 1.0, 0.0, 1.0, 0.0};
+    const int32_t height = band_heights(kWidth)[3];
+    std::vector<uint8_t> raw(size_t(kWidth) * size_t(height));
+    std::mt19937 random(13);
+    for (auto& v : raw) v = uint8_t(random());
+    Buffer src(make_raw(kWidth, height, raw, 0));
+    Buffer dst(make_image(kWidth, height, 1, BASE_TYPE_U8));
+    const int32_t pitch = attribute(dst.handle(), BASE_ATTR_PITCH);
+    ASSERT_GT(pitch, kWidth);
+    ASSERT_EQ(COL_ConvertColorSpace(src.handle(), dst.slot(), kToI), 1);
+    const auto packed = whole_image_demosaic(raw, kWidth, height, 0, false, lut);
+    // The plane as it lies in memory, pitch by pitch.
+    void* pointer = nullptr;
+    int32_t linePitch = 0;
+    ASSERT_EQ(IPL_GetPtrEx(dst.handle(), BASE_MODE_READ, 0, 0, 0, 0, 0, kWidth, height, &linePitch,
+                           &pointer),
+              1);
+    const auto* memory = static_cast<const uint8_t*>(pointer);
+    EXPECT_EQ(std::vector<uint8_t>(memory, memory + packed.size()), packed);
+    IPL_ReleasePtrEx(dst.handle(), BASE_MODE_READ, 0, 0, 0, 0, 0, kWidth, height, pointer);
 }
 
 }  // namespace

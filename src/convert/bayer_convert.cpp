@@ -3,22 +3,20 @@
 //
 // The host's converter works on packed images described by TIMAGE records.
 // The source plane is wrapped as it lies in the buffer; the converter writes a
-// packed temporary image, which is then spread into the destination planes.
+// packed temporary image, a band of lines at a time, which is then spread
+// into the destination planes.
 // Everything taken on the way (host pointers, records, the temporary array) is
 // held by a scoped owner, so an early return or an exception of the converter
 // hands it all back, in reverse order of taking.
 #include "convert/bayer_convert.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
-
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
 
 #include <ozu/base.h>
 #include <ozu/bayer.h>
@@ -84,20 +82,46 @@ private:
     uint8_t* pointer_ = nullptr;
 };
 
-// Asks the system to back a large new array with large pages before it is
-// first touched: a large image's array is otherwise faulted in 4 KiB at a
-// time, which costs more than filling it. Only a hint; nothing changes
-// where it is not understood.
-void prefer_large_pages(void* start, size_t bytes) {
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-    constexpr uintptr_t kLarge = uintptr_t{2} << 20;
-    const auto first = (reinterpret_cast<uintptr_t>(start) + kLarge - 1) & ~(kLarge - 1);
-    const auto end = (reinterpret_cast<uintptr_t>(start) + bytes) & ~(kLarge - 1);
-    if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
-#else
-    (void)start, (void)bytes;
-#endif
-}
+// The converter runs over bands of lines rather than the whole image, so
+// that its packed result is read back from the cache, not from memory, and
+// a large image needs no array of its own size. A line's demosaic reads only
+// the lines just above and below it, so a band is converted from a window
+// of the source one line larger on each side; those lines are converted too,
+// and dropped. Windows start on even lines, so each window's top-left cell
+// has the image's parity: the first band starts at line 0, every later one
+// on an odd line.
+struct Band {
+    int32_t first;        // lines [first, end) are kept
+    int32_t end;
+    int32_t windowFirst;  // lines [windowFirst, windowEnd) are converted
+    int32_t windowEnd;
+    int32_t window_lines() const { return windowEnd - windowFirst; }
+};
+
+class Bands {
+public:
+    Bands(int32_t height, size_t lineBytes) : height_(height) {
+        const size_t lines =
+            std::max<size_t>(2, kBayerBandBytes / std::max<size_t>(lineBytes, 1)) & ~size_t{1};
+        // An image of up to two bands' lines is converted whole.
+        step_ = size_t(height) <= 2 * lines ? height : int32_t(lines);
+    }
+    // Lines of the largest window, the size of the packed array.
+    int32_t window_lines() const { return first().window_lines(); }
+    Band first() const {
+        if (step_ >= height_) return {0, height_, 0, height_};
+        const int32_t end = step_ + 1;
+        return {0, end, 0, std::min(height_, end + 1)};
+    }
+    Band next(const Band& b) const {
+        const int32_t end = int32_t(std::min<int64_t>(height_, int64_t{b.end} + step_));
+        return {b.end, end, b.end - 1, std::min(height_, end + 1)};
+    }
+
+private:
+    int32_t height_;
+    int32_t step_;
+};
 
 // A CLPIMAGE holding a fresh all-zero record. A failed calloc leaves it
 // without one, and setImage then refuses it like any other bad argument.
@@ -158,60 +182,75 @@ int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D
     if (ucode != kRawToRGB && ucode != kRawToI && ucode != kRawToYUV) return 0;
     const int32_t bytesPerPixel = packed_bytes_per_pixel(ucode);
     const int64_t lineBytes = int64_t{width} * bytesPerPixel;
-    const uint64_t arrayBytes = uint64_t(lineBytes) * uint64_t(height);
-    if (lineBytes > std::numeric_limits<int32_t>::max() ||
-        arrayBytes > std::numeric_limits<size_t>::max())
-        return 0;
+    if (lineBytes > std::numeric_limits<int32_t>::max()) return 0;
+    const Bands bands(height, size_t(lineBytes));
+    const uint64_t arrayBytes = uint64_t(lineBytes) * uint64_t(bands.window_lines());
+    if (arrayBytes > std::numeric_limits<size_t>::max()) return 0;
     std::unique_ptr<uint8_t[]> array(new (std::nothrow) uint8_t[size_t(arrayBytes)]);
     if (!array) return 0;
-    prefer_large_pages(array.get(), size_t(arrayBytes));
     std::memset(array.get(), 0, size_t(arrayBytes));
     CLPIMAGE packed = new_image();
-    if (packed.setImage(array.get(), width, height, int32_t(lineBytes),
+    Band band = bands.first();
+    if (packed.setImage(array.get(), width, band.window_lines(), int32_t(lineBytes),
                         src.bitsPerSample * bytesPerPixel, 0) < 0)
         return 0;
 
+    // Points both images at the window of a band and demosaics it.
     const auto setup_luts = [&] {
         if (lutsReady) return;
         converter.SetupLUTs(lut[0], lut[1], lut[2], lut[3], lut[4], lut[5]);
         lutsReady = true;
     };
-    if (ucode == kRawToI) {
+    const auto convert_band = [&](const Band& b) {
+        if (raw.setImage(rawPlane.data() + size_t(b.windowFirst) * size_t(rawPlane.pitch()), width,
+                         b.window_lines(), rawPlane.pitch(), src.bitsPerSample, 0) < 0 ||
+            packed.setImage(array.get(), width, b.window_lines(), int32_t(lineBytes),
+                            src.bitsPerSample * bytesPerPixel, 0) < 0)
+            return false;
         setup_luts();
-        converter.RawToMono8(raw.lpi(), packed.lpi());
-    } else if (ucode == kRawToRGB) {
-        setup_luts();
-        converter.RawToRGB32(raw.lpi(), packed.lpi());
-    } else {
-        // There is no demosaic into YUV: the request fails, leaving whatever
-        // code the host holds.
-        return 0;
-    }
+        if (ucode == kRawToI) {
+            converter.RawToMono8(raw.lpi(), packed.lpi());
+        } else {
+            converter.RawToRGB32(raw.lpi(), packed.lpi());
+        }
+        return true;
+    };
+    // There is no demosaic into YUV: the request fails, leaving whatever
+    // code the host holds.
+    if (ucode == kRawToYUV) return 0;
+    if (!convert_band(band)) return 0;
 
     const int32_t planes = ucode == kRawToRGB ? 3 : 1;
     LentPlane out[3];
     for (int32_t p = 0; p < planes; ++p)
         if (!out[p].take(destination, p, width, height)) return 0;
 
-    const uint8_t* in = array.get();
-    if (ucode == kRawToRGB) {
-        // Bytes 0, 1, 2 of each packed pixel are R, G, B; byte 3 is dropped.
-        const SpreadLine<D> spread =
-            uint64_t(arrayBytes) / 4 * 3 * sizeof(D) >= kSpreadStreamBytes
-                ? spread_rgb32_streamed_targets<D>().active()
-                : spread_rgb32_targets<D>().active();
-        for (int32_t y = 0; y < height; ++y) {
-            const uint8_t* pixel = in + size_t(y) * size_t(lineBytes);
-            D* line[3];
-            for (int32_t p = 0; p < 3; ++p)
-                line[p] = reinterpret_cast<D*>(out[p].data() + size_t(y) * size_t(out[p].pitch()));
-            spread(pixel, line, width);
+    // Bytes 0, 1, 2 of each packed pixel are R, G, B; byte 3 is dropped. A
+    // destination larger than the caches is written around them.
+    const SpreadLine<D> spread =
+        uint64_t(width) * uint64_t(height) * 3 * sizeof(D) >= kSpreadStreamBytes
+            ? spread_rgb32_streamed_targets<D>().active()
+            : spread_rgb32_targets<D>().active();
+    for (;;) {
+        const uint8_t* in = array.get() + size_t(band.first - band.windowFirst) * size_t(lineBytes);
+        if (ucode == kRawToRGB) {
+            for (int32_t y = band.first; y < band.end; ++y, in += lineBytes) {
+                D* line[3];
+                for (int32_t p = 0; p < 3; ++p)
+                    line[p] =
+                        reinterpret_cast<D*>(out[p].data() + size_t(y) * size_t(out[p].pitch()));
+                spread(in, line, width);
+            }
+        } else {
+            // The packed rows go back to back from the start of the plane,
+            // the destination's line pitch deliberately left out: a padded
+            // destination receives them as one block.
+            std::memcpy(out[0].data() + size_t(band.first) * size_t(lineBytes), in,
+                        size_t(band.end - band.first) * size_t(lineBytes));
         }
-    } else {
-        // One block copy of the packed rows, the destination's line pitch
-        // deliberately left out of it: a padded destination receives the
-        // rows back to back.
-        std::memcpy(out[0].data(), in, size_t(arrayBytes));
+        if (band.end == height) break;
+        band = bands.next(band);
+        if (!convert_band(band)) return 0;
     }
 
     rawPlane.release();

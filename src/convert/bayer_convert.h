@@ -2,6 +2,7 @@
 // demosaiced by the host's converter into RGB or intensity.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "convert/line_kernel.h"
@@ -20,6 +21,12 @@ namespace ozu {
 // YUV) returns 0 without recording anything. An exception of the converter
 // (std::invalid_argument, e.g. for an image one pixel wide) passes through
 // after everything acquired has been handed back.
+// The converter is run over bands of lines whose packed result takes about
+// this many bytes, half the second-level cache of a current core, so that
+// it is spread into the planes from the cache. An image of up to two
+// bands' lines is converted whole.
+inline constexpr size_t kBayerBandBytes = size_t{1} << 19;
+
 template <class S, class D>
 int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D*);
 
