@@ -456,23 +456,25 @@ TYPED_TEST(HueInverseInstance, EveryTargetMatchesTheScalarHsvToRgbKernel) {
         ozu_test::expect_targets_match_scalar<S, D>(subHSV2RGB_targets<S, D>(), srcMax, dstMax, true);
 }
 
-TEST(SubRGB2HSV, GivesEveryEightBitColourTheSameBitsOnEveryTarget) {
-    // The whole 8-bit cube, one line per (red, green) with blue running over
-    // the line, through each available target against the scalar kernel.
+// The whole 8-bit cube, one line per (red, green) with blue running over
+// the line, through each available target of a kernel against its scalar
+// version.
+template <class Targets, class Scalar>
+void expect_cube_matches_scalar(const Targets& targets, Scalar scalarKernel) {
     Line3<uint8_t> src(256);
     Line3<uint8_t> want(256);
     Line3<uint8_t> got(256);
     for (int b = 0; b < 256; ++b) src.plane[2][b] = static_cast<uint8_t>(b);
     for (CpuTarget target : kAllCpuTargets) {
         if (target == CpuTarget::kScalar || !cpu_target_available(target)) continue;
-        const auto kernel = subRGB2HSV_targets<uint8_t, uint8_t>().on(target);
+        const auto kernel = targets.on(target);
         long mismatches = 0;
         int first[3] = {-1, -1, -1};
         for (int r = 0; r < 256; ++r) {
             std::fill(src.plane[0].begin(), src.plane[0].end(), static_cast<uint8_t>(r));
             for (int g = 0; g < 256; ++g) {
                 std::fill(src.plane[1].begin(), src.plane[1].end(), static_cast<uint8_t>(g));
-                scalar::subRGB2HSV<uint8_t, uint8_t>(src.in(), want.out(), 256, 255, 255);
+                scalarKernel(src.in(), want.out(), 256, 255, 255);
                 kernel(src.in(), got.out(), 256, 255, 255);
                 for (int p = 0; p < 3; ++p) {
                     if (want.plane[p] == got.plane[p]) continue;
@@ -491,35 +493,23 @@ TEST(SubRGB2HSV, GivesEveryEightBitColourTheSameBitsOnEveryTarget) {
     }
 }
 
+TEST(SubRGB2HSV, GivesEveryEightBitColourTheSameBitsOnEveryTarget) {
+    expect_cube_matches_scalar(subRGB2HSV_targets<uint8_t, uint8_t>(),
+                               scalar::subRGB2HSV<uint8_t, uint8_t>);
+}
+
 TEST(SubRGB2HLS, GivesEveryEightBitColourTheSameBitsOnEveryTarget) {
-    Line3<uint8_t> src(256);
-    Line3<uint8_t> want(256);
-    Line3<uint8_t> got(256);
-    for (int b = 0; b < 256; ++b) src.plane[2][b] = static_cast<uint8_t>(b);
-    for (CpuTarget target : kAllCpuTargets) {
-        if (target == CpuTarget::kScalar || !cpu_target_available(target)) continue;
-        const auto kernel = subRGB2HLS_targets<uint8_t, uint8_t>().on(target);
-        long mismatches = 0;
-        int first[3] = {-1, -1, -1};
-        for (int r = 0; r < 256; ++r) {
-            std::fill(src.plane[0].begin(), src.plane[0].end(), static_cast<uint8_t>(r));
-            for (int g = 0; g < 256; ++g) {
-                std::fill(src.plane[1].begin(), src.plane[1].end(), static_cast<uint8_t>(g));
-                scalar::subRGB2HLS<uint8_t, uint8_t>(src.in(), want.out(), 256, 255, 255);
-                kernel(src.in(), got.out(), 256, 255, 255);
-                for (int p = 0; p < 3; ++p) {
-                    if (want.plane[p] == got.plane[p]) continue;
-                    if (mismatches++ == 0) {
-                        for (int b = 0; b < 256; ++b)
-                            if (want.plane[p][b] != got.plane[p][b]) {
-                                first[0] = r, first[1] = g, first[2] = b;
-                                break;
-                            }
-                    }
-                }
-            }
-        }
-        EXPECT_EQ(mismatches, 0) << cpu_target_name(target) << ": first wrong colour (" << first[0]
-                                 << ", " << first[1] << ", " << first[2] << ")";
-    }
+    expect_cube_matches_scalar(subRGB2HLS_targets<uint8_t, uint8_t>(),
+                               scalar::subRGB2HLS<uint8_t, uint8_t>);
+}
+
+TEST(SubHSV2RGB, GivesEveryEightBitTripleTheSameBitsOnEveryTarget) {
+    // Here the planes hold H, S and V.
+    expect_cube_matches_scalar(subHSV2RGB_targets<uint8_t, uint8_t>(),
+                               scalar::subHSV2RGB<uint8_t, uint8_t>);
+}
+
+TEST(SubHLS2RGB, GivesEveryEightBitTripleTheSameBitsOnEveryTarget) {
+    expect_cube_matches_scalar(subHLS2RGB_targets<uint8_t, uint8_t>(),
+                               scalar::subHLS2RGB<uint8_t, uint8_t>);
 }
