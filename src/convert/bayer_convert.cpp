@@ -195,12 +195,12 @@ int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D
                         src.bitsPerSample * bytesPerPixel, 0) < 0)
         return 0;
 
-    // Points both images at the window of a band and demosaics it.
     const auto setup_luts = [&] {
         if (lutsReady) return;
         converter.SetupLUTs(lut[0], lut[1], lut[2], lut[3], lut[4], lut[5]);
         lutsReady = true;
     };
+    // Points both images at the window of a band and demosaics it.
     const auto convert_band = [&](const Band& b) {
         if (raw.setImage(rawPlane.data() + size_t(b.windowFirst) * size_t(rawPlane.pitch()), width,
                          b.window_lines(), rawPlane.pitch(), src.bitsPerSample, 0) < 0 ||
