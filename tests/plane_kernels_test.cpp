@@ -203,3 +203,32 @@ TYPED_TEST(SubReNormalizeInstance, EveryTargetMatchesTheScalarKernel) {
     for (const auto& [srcMax, dstMax] : ozu_test::kernel_ranges<S, D>())
         ozu_test::expect_targets_match_scalar<S, D>(subReNormalize_targets<S, D>(), srcMax, dstMax, true);
 }
+
+// The inversion between elements of one size takes several vectors a step:
+// lines long enough for whole steps, with every kind of tail after them.
+template <class T>
+void expect_long_inverted_lines_match_scalar() {
+    for (CpuTarget target : kAllCpuTargets) {
+        if (target == CpuTarget::kScalar || !cpu_target_available(target)) continue;
+        const auto kernel = subInvert_targets<T, T>().on(target);
+        for (size_t width : {255, 256, 257, 511, 512, 513, 767, 1024, 1025, 1100, 1471}) {
+            const auto input = ozu_test::testing_planes<T>(width, uint32_t(width), pixel_max<T>);
+            auto want = ozu_test::testing_planes<T>(width, uint32_t(width) + 1, pixel_max<T>);
+            auto got = want;
+            const T* in[3] = {input[0].data(), input[1].data(), input[2].data()};
+            T* wantOut[3] = {want[0].data(), want[1].data(), want[2].data()};
+            T* gotOut[3] = {got[0].data(), got[1].data(), got[2].data()};
+            ASSERT_TRUE((scalar::subInvert<T, T>(in, wantOut, int32_t(width), pixel_max<T>,
+                                                 pixel_max<T>)));
+            ASSERT_TRUE(kernel(in, gotOut, int32_t(width), pixel_max<T>, pixel_max<T>));
+            EXPECT_EQ(got, want) << cpu_target_name(target) << " width " << width;
+        }
+    }
+}
+
+TEST(SubInvert, LongLinesMatchTheScalarKernelOnEveryTarget) {
+    expect_long_inverted_lines_match_scalar<uint8_t>();
+    expect_long_inverted_lines_match_scalar<int8_t>();
+    expect_long_inverted_lines_match_scalar<uint16_t>();
+    expect_long_inverted_lines_match_scalar<int16_t>();
+}
