@@ -40,12 +40,14 @@ template <class S, class D>
 HWY_INLINE void MirrorPlane(const S* in, D* out, int32_t width, int32_t c) {
     static_assert(sizeof(S) == sizeof(D));
     using U = std::make_unsigned_t<S>;
-    const hn::ScalableTag<U> du;
-    const hn::ScalableTag<S> ds;
-    const hn::ScalableTag<D> dd;
+    // Vectors of 32 bytes at most: the work is all loads and stores, which
+    // wider vectors do not speed up, and some processors split them in two.
+    constexpr size_t kLanes = hn::MaxLanes(hn::CappedTag<U, 32 / sizeof(U)>());
+    const hn::CappedTag<U, kLanes> du;
+    const hn::CappedTag<S, kLanes> ds;
+    const hn::CappedTag<D, kLanes> dd;
     // Four vectors a step: one load, one subtraction and one store each leave
     // the loop's own counting a large share of the work on narrow vectors.
-    constexpr size_t kLanes = hn::MaxLanes(hn::ScalableTag<U>());
     constexpr size_t kUnroll = 4;
     const auto k = hn::Set(du, static_cast<U>(static_cast<uint32_t>(c)));
     const S* const src[3] = {in, nullptr, nullptr};
