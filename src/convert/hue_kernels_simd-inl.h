@@ -369,15 +369,23 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         const VF32 pv = hn::Mul(v, hn::Sub(one, s));
         const VF32 qv = hn::Mul(v, hn::Sub(one, hn::Mul(s, f)));
         const VF32 tv = hn::Mul(v, hn::Sub(one, hn::Mul(s, hn::Sub(one, f))));
-        const auto i0 = AsF(hn::Eq(i, I(0))), i1 = AsF(hn::Eq(i, I(1))), i2 = AsF(hn::Eq(i, I(2)));
-        const auto i3 = AsF(hn::Eq(i, I(3))), i4 = AsF(hn::Eq(i, I(4)));
-        // Sectors 0..5: (v, t, p), (q, v, p), (p, v, t), (p, q, v), (t, p, v), (v, p, q).
+        // Sectors 0..5: (v, t, p), (q, v, p), (p, v, t), (p, q, v), (t, p, v), (v, p, q),
+        // picked by the three low bits of the sector, each moved to the sign
+        // bit that a blend reads. With x = (bit 0 ? q : v) and y = (bit 0 ?
+        // v : t): R = bit 2 ? y : (bit 1 ? p : x), G = bit 2 ? p : (bit 1 ?
+        // x : y), B = bit 2 ? x : (bit 1 ? y : p). A sector outside 0..5
+        // picks anything: its pixel is left as it was below.
+        const VF32 bit0 = hn::BitCast(DF32(), hn::ShiftLeft<31>(i));
+        const VF32 bit1 = hn::BitCast(DF32(), hn::ShiftLeft<30>(i));
+        const VF32 bit2 = hn::BitCast(DF32(), hn::ShiftLeft<29>(i));
+        const VF32 qOrV = hn::IfNegativeThenElse(bit0, qv, v);
+        const VF32 vOrT = hn::IfNegativeThenElse(bit0, v, tv);
         const VF32 rf =
-            hn::IfThenElse(i1, qv, hn::IfThenElse(hn::Or(i2, i3), pv, hn::IfThenElse(i4, tv, v)));
+            hn::IfNegativeThenElse(bit2, vOrT, hn::IfNegativeThenElse(bit1, pv, qOrV));
         const VF32 gf =
-            hn::IfThenElse(i0, tv, hn::IfThenElse(hn::Or(i1, i2), v, hn::IfThenElse(i3, qv, pv)));
-        const VF32 bf = hn::IfThenElse(
-            hn::Or(i0, i1), pv, hn::IfThenElse(i2, tv, hn::IfThenElse(hn::Or(i3, i4), v, qv)));
+            hn::IfNegativeThenElse(bit2, pv, hn::IfNegativeThenElse(bit1, qOrV, vOrT));
+        const VF32 bf =
+            hn::IfNegativeThenElse(bit2, qOrV, hn::IfNegativeThenElse(bit1, vOrT, pv));
         const auto grey = AsI(hn::Eq(s, F(0.0f)));
         const VI32 flat = Trunc<kInRange>(hn::Mul(v, fdst));
         VI32 rOut = hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(rf, fdst)));
