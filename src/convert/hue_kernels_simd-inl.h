@@ -386,12 +386,15 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
             hn::IfNegativeThenElse(bit2, pv, hn::IfNegativeThenElse(bit1, qOrV, vOrT));
         const VF32 bf =
             hn::IfNegativeThenElse(bit2, qOrV, hn::IfNegativeThenElse(bit1, vOrT, pv));
+        // A grey pixel (s = 0) needs no case of its own: then p, q and t are
+        // v exactly (v x (1 - 0), f finite because a zero s means a nonzero
+        // srcMax), so every pick is v and each channel trunc(v x dstMax),
+        // as the scalar kernel's grey branch writes, whatever the sector.
         const auto grey = AsI(hn::Eq(s, F(0.0f)));
-        const VI32 flat = Trunc<kInRange>(hn::Mul(v, fdst));
-        VI32 rOut = hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(rf, fdst)));
-        VI32 gOut = hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(gf, fdst)));
-        VI32 bOut = hn::IfThenElse(grey, flat, Trunc<kInRange>(hn::Mul(bf, fdst)));
-        // A sector outside 0..5 leaves the pixel as it was.
+        VI32 rOut = Trunc<kInRange>(hn::Mul(rf, fdst));
+        VI32 gOut = Trunc<kInRange>(hn::Mul(gf, fdst));
+        VI32 bOut = Trunc<kInRange>(hn::Mul(bf, fdst));
+        // A sector outside 0..5 leaves the pixel as it was, unless it is grey.
         const auto skip = hn::AndNot(grey, hn::Or(hn::Lt(i, I(0)), hn::Gt(i, I(5))));
         if (!hn::AllFalse(DI32(), skip)) {
             rOut = hn::IfThenElse(skip, LoadI32(q[0] + x), rOut);
