@@ -21,6 +21,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 
 #include "convert/hue_kernels.h"
 #include "frame/fixed_point.h"
@@ -353,7 +354,7 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
     WalkLine<kLanes>(src, dst, width, step);
 }
 
-template <bool kInRange, class S, class D>
+template <bool kInRange, bool kBytes, class S, class D>
 HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
                          int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
@@ -401,11 +402,31 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
             gOut = hn::IfThenElse(skip, LoadI32(q[1] + x), gOut);
             bOut = hn::IfThenElse(skip, LoadI32(q[2] + x), bOut);
         }
-        StoreLow(rOut, q[0] + x);
-        StoreLow(gOut, q[1] + x);
-        StoreLow(bOut, q[2] + x);
+        if constexpr (kBytes) {
+            StoreBytes3(rOut, gOut, bOut, q[0] + x, q[1] + x, q[2] + x);
+        } else {
+            StoreLow(rOut, q[0] + x);
+            StoreLow(gOut, q[1] + x);
+            StoreLow(bOut, q[2] + x);
+        }
     };
     WalkLine<kLanes>(src, dst, width, step);
+}
+
+// Whether every channel HsvToRgb stores lies in 0..255, so that it may
+// store through StoreBytes3: unsigned channels no larger than srcMax
+// normalise into 0..1, and then p, q, t and v stay in 0..1 (each a product
+// of numbers in 0..1, and f in [0, 1)), so that times a dstMax of 0..255 and
+// truncated they are 0..255; an untouched pixel keeps its unsigned byte (a
+// signed one would come back negative).
+template <class S, class D>
+HWY_INLINE bool HsvStoresBytes(int32_t srcMax, int32_t dstMax) {
+    if constexpr (std::is_same_v<D, uint8_t> && std::is_unsigned_v<S>) {
+        return srcMax >= static_cast<int32_t>(std::numeric_limits<S>::max()) && dstMax >= 0 &&
+               dstMax <= 255;
+    } else {
+        return false;
+    }
 }
 
 }  // namespace hue_simd
@@ -447,10 +468,17 @@ bool SubHLS2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t s
 template <class S, class D>
 bool SubHSV2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t srcMax,
                 int32_t dstMax) {
-    if (hue_simd::HsvResultsInRange(hue_simd::NormalisedBound<S>(srcMax), dstMax))
-        hue_simd::HsvToRgb<true>(src, dst, width, srcMax, dstMax);
-    else
-        hue_simd::HsvToRgb<false>(src, dst, width, srcMax, dstMax);
+    if (!hue_simd::HsvResultsInRange(hue_simd::NormalisedBound<S>(srcMax), dstMax)) {
+        hue_simd::HsvToRgb<false, false>(src, dst, width, srcMax, dstMax);
+        return true;
+    }
+    if constexpr (std::is_same_v<D, uint8_t>) {
+        if (hue_simd::HsvStoresBytes<S, D>(srcMax, dstMax)) {
+            hue_simd::HsvToRgb<true, true>(src, dst, width, srcMax, dstMax);
+            return true;
+        }
+    }
+    hue_simd::HsvToRgb<true, false>(src, dst, width, srcMax, dstMax);
     return true;
 }
 

@@ -105,6 +105,31 @@ HWY_INLINE VI32 TruncInRange(VF32 v) {
 #endif
 }
 
+// Stores three vectors as elements of a byte type D, given that every lane
+// lies in 0..255, so that saturating packs keep exactly the low byte that
+// StoreLow keeps. On AVX2 the three go through one chain of packs and one
+// permutation instead of a narrowing each.
+template <class D>
+HWY_INLINE void StoreBytes3(VI32 a, VI32 b, VI32 c, D* HWY_RESTRICT pa, D* HWY_RESTRICT pb,
+                            D* HWY_RESTRICT pc) {
+    static_assert(sizeof(D) == 1);
+#if HWY_TARGET == HWY_AVX2
+    // Per 128-bit half, in 32-bit groups: a0-3 b0-3 c0-3 c0-3 | a4-7 b4-7 c4-7 c4-7.
+    const __m256i bytes = _mm256_packus_epi16(_mm256_packus_epi32(a.raw, b.raw),
+                                              _mm256_packus_epi32(c.raw, c.raw));
+    const __m256i ordered =
+        _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+    const __m128i ab = _mm256_castsi256_si128(ordered);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(pa), ab);
+    _mm_storeh_pd(reinterpret_cast<double*>(pb), _mm_castsi128_pd(ab));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(pc), _mm256_extracti128_si256(ordered, 1));
+#else
+    StoreLow(a, pa);
+    StoreLow(b, pb);
+    StoreLow(c, pc);
+#endif
+}
+
 // TruncInRange where kInRange, else TruncToI32.
 template <bool kInRange>
 HWY_INLINE VI32 Trunc(VF32 v) {
