@@ -41,6 +41,7 @@ constexpr CodeText kTexts[] = {
     {-505, "argument value out of range"},
     {-506, "invalid colour space or model"},
     {-507, "wavelength outside 380..779 nm"},
+    {-508, "the parallel runner did not run every job"},
     {BASE_ERR_NO_BUFFER, "no buffer with this handle"},
     {BASE_ERR_ARGUMENT, "argument out of range"},
     {BASE_ERR_MEMORY, "out of memory, or size overflow"},

@@ -15,6 +15,7 @@
 #include <stdint.h>
 
 #include <ozu/base.h>
+#include <ozu/parallel_runner.h>
 
 #if defined(OZU_COLOR_BUILDING) || !defined(_WIN32)
 #define OZU_COLOR_API __attribute__((visibility("default")))
@@ -44,6 +45,7 @@ extern "C" {
 #define COL_ERR_RANGE (-505)           /**< argument value out of range, or text buffer too small */
 #define COL_ERR_COLOR_SPACE (-506)     /**< colour space or model invalid or undeterminable */
 #define COL_ERR_WAVELENGTH (-507)      /**< wavelength outside 380..779 nm */
+#define COL_ERR_RUNNER (-508)          /**< the installed parallel runner did not run every job */
 /**@}*/
 
 /** @name Colour-space identifiers: one bit per model; 0 is unknown. */
@@ -559,6 +561,51 @@ OZU_COLOR_API int32_t COL_CalcColorDistanceImage(int32_t src, int32_t* dst, int3
 OZU_COLOR_API int32_t COL_GetMaxContrastPlane(int32_t src, int32_t* dst, const int32_t* candidates,
                                               uint32_t count, const uint32_t* line,
                                               uint32_t lineWidth, uint32_t filterSize);
+
+/**@}*/
+
+/* ------------------------------------------------------------------------ */
+/** @name Parallel work
+ *  Entries whose work goes line by line (COL_ConvertColorSpace and the
+ *  kernel entries colk_convert and colk_convert_bm, COL_ColorTwist,
+ *  COL_ConvertToColor, COL_ConvertToGrayscale, COL_Threshold,
+ *  COL_CalcColorDistanceImage, and the conversions inside
+ *  COL_GetMaxContrastPlane) cut it into bands of lines within each block of
+ *  extents 2 and 3 and hand the bands to the calling thread's runner (see
+ *  ozu/parallel_runner.h). Locks are taken and pointers fetched in the
+ *  calling thread, as without a runner. Results, return values and error
+ *  codes are the same for every runner, thread count and band size.
+ */
+/**@{*/
+
+/**
+ * Installs the runner for the calling thread's later calls; other threads
+ * keep their own (none in a new thread). A null @p runner removes it: the
+ * work then runs in the calling thread, as it always did.
+ * @param runner the runner, or null.
+ * @param runnerOpaque passed to every call of @p runner (a pool, say).
+ * @return 1; this entry cannot fail.
+ */
+OZU_COLOR_API int32_t COL_SetParallelRunner(OZU_ParallelRunner runner, void* runnerOpaque);
+
+/**
+ * Reads the calling thread's runner back (null and null when none).
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_NULL_POINTER (-101) when @p runner or @p runnerOpaque is null.
+ */
+OZU_COLOR_API int32_t COL_GetParallelRunner(OZU_ParallelRunner* runner, void** runnerOpaque);
+
+/**
+ * Sets how many lines one band (one job) holds for the calling thread's later
+ * calls: 0 (the default) sizes bands so that a band's lines stay in the
+ * second-level cache. A band size changes how work is split, never a result.
+ * @param lines 0, or the lines per band.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_RANGE (-505) when @p lines is negative.
+ */
+OZU_COLOR_API int32_t COL_SetParallelBandLines(int32_t lines);
 
 /**@}*/
 

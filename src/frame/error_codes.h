@@ -23,5 +23,6 @@ inline constexpr int32_t kErrExtent3 = COL_ERR_EXTENT3;
 inline constexpr int32_t kErrRange = COL_ERR_RANGE;
 inline constexpr int32_t kErrColorSpace = COL_ERR_COLOR_SPACE;
 inline constexpr int32_t kErrWavelength = COL_ERR_WAVELENGTH;
+inline constexpr int32_t kErrRunner = COL_ERR_RUNNER;
 
 }  // namespace ozu
