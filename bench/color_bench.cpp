@@ -1,11 +1,17 @@
-// libozu_color against OpenCV on the same work, one thread each, plus a
-// memory-bound reference: a planar 3-in/3-out byte copy of the same size.
+// libozu_color against OpenCV on the same work and the same number of
+// threads, plus a memory-bound reference: a planar 3-in/3-out byte copy of
+// the same size.
 //
-// Benchmark names are "<operation>/<ours|opencv|reference>/<width>x<height>";
+// OZU_BENCH_THREADS=N (default 1) runs both sides on N threads: ours through
+// a pool of libozu_threads installed as this thread's runner (none at all for
+// one thread), OpenCV's with cv::setNumThreads(N).
+//
+// Benchmark names are "<operation>/<ours|opencv|reference>@<N>/<width>x<height>";
 // items per second are pixels per second. bench/compare turns the JSON
 // output into one table.
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -17,6 +23,7 @@
 #include <ozu/base.h>
 #include <ozu/bayer.h>
 #include <ozu/color.h>
+#include <ozu/thread_pool.h>
 
 #include "bench_images.h"
 
@@ -79,7 +86,32 @@ std::vector<Operation> operations() {
     return ops;
 }
 
+int bench_threads() {
+    const char* text = std::getenv("OZU_BENCH_THREADS");
+    const int n = text != nullptr ? std::atoi(text) : 1;
+    return n > 0 ? n : 1;
+}
+
+// This thread's runner for one benchmark: a pool of `threads`, or none.
+class Runner {
+public:
+    explicit Runner(int threads)
+        : pool_(threads > 1 ? OZU_ThreadPoolCreate(uint32_t(threads)) : nullptr) {
+        if (pool_ != nullptr) COL_SetParallelRunner(OZU_ThreadPoolRunner, pool_);
+    }
+    ~Runner() {
+        COL_SetParallelRunner(nullptr, nullptr);
+        OZU_ThreadPoolDestroy(pool_);
+    }
+    Runner(const Runner&) = delete;
+    Runner& operator=(const Runner&) = delete;
+
+private:
+    void* pool_;
+};
+
 void run_ours(benchmark::State& state, const Operation& op, int width, int height) {
+    const Runner runner(bench_threads());
     HostImage src(width, height, op.srcPlanes, op.type, 7);
     if (op.name == "Bayer->RGB") BASE_GetAtBuffer(src.handle())->bayerParity = 0;
     int32_t dst = bench::make_buffer(width, height, op.dstPlanes, op.type);
@@ -139,21 +171,23 @@ void run_reference(benchmark::State& state, int width, int height) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    cv::setNumThreads(1);
+    const int threads = bench_threads();
+    cv::setNumThreads(threads);
+    const std::string at = "@" + std::to_string(threads);
     static const std::vector<Operation> ops = operations();
     for (const auto& size : bench::kSizes) {
         const int w = size[0], h = size[1];
         const std::string suffix = "/" + std::to_string(w) + "x" + std::to_string(h);
-        benchmark::RegisterBenchmark(("copy/reference" + suffix).c_str(),
+        benchmark::RegisterBenchmark(("copy/reference" + at + suffix).c_str(),
                                      [w, h](benchmark::State& s) { run_reference(s, w, h); })
             ->Unit(benchmark::kMillisecond)
             ->UseRealTime();
         for (const auto& op : ops) {
-            benchmark::RegisterBenchmark((op.name + "/ours" + suffix).c_str(),
+            benchmark::RegisterBenchmark((op.name + "/ours" + at + suffix).c_str(),
                                          [&op, w, h](benchmark::State& s) { run_ours(s, op, w, h); })
                 ->Unit(benchmark::kMillisecond)
                 ->UseRealTime();
-            benchmark::RegisterBenchmark((op.name + "/opencv" + suffix).c_str(),
+            benchmark::RegisterBenchmark((op.name + "/opencv" + at + suffix).c_str(),
                                          [&op, w, h](benchmark::State& s) { run_opencv(s, op, w, h); })
                 ->Unit(benchmark::kMillisecond)
                 ->UseRealTime();

@@ -39,6 +39,7 @@ const Expected kTexts[] = {
     {-505, "argument value out of range"},
     {-506, "invalid colour space or model"},
     {-507, "wavelength outside 380..779 nm"},
+    {-508, "the parallel runner did not run every job"},
     {-1001, "no buffer with this handle"},
     {-1002, "argument out of range"},
     {-1003, "out of memory, or size overflow"},
@@ -125,7 +126,7 @@ TEST(ErrorString, GivesSomeTextForAPositiveCodeTheSystemDoesNotKnow) {
 }
 
 TEST(ErrorString, SaysUnknownErrorForEveryOtherCode) {
-    for (int32_t code : {0, -1, -99, -102, -103, -108, -499, -508, -1000, -1010,
+    for (int32_t code : {0, -1, -99, -102, -103, -108, -499, -509, -1000, -1010,
                          std::numeric_limits<int32_t>::min()}) {
         const char* text = IPL_GetErrorString(code);
         ASSERT_NE(text, nullptr) << code;

@@ -16,6 +16,8 @@
 #include <vector>
 
 #include <ozu/base.h>
+#include <ozu/color.h>
+#include <ozu/thread_pool.h>
 
 #include "frame/cpu_target.h"
 #include "frame/pixel_types.h"
@@ -51,6 +53,36 @@ inline const bool kForcedTargetChecked = [] {
     std::printf("kernels run on instruction-set target %s\n", name);
     return true;
 }();
+
+// A test program started with OZU_TEST_THREADS=N (the parallel runs that
+// tests/CMakeLists.txt registers) converts through a pool of N threads
+// installed on its main thread, in bands of OZU_TEST_BAND_LINES lines when
+// that is set: every result it pins must come out the same.
+class TestRunner {
+public:
+    TestRunner() {
+        const char* threads = std::getenv("OZU_TEST_THREADS");
+        const char* lines = std::getenv("OZU_TEST_BAND_LINES");
+        if (lines != nullptr) COL_SetParallelBandLines(std::atoi(lines));
+        if (threads == nullptr) return;
+        pool_ = OZU_ThreadPoolCreate(static_cast<uint32_t>(std::atoi(threads)));
+        if (pool_ == nullptr) {
+            std::fprintf(stderr, "no pool of %s threads\n", threads);
+            std::exit(1);
+        }
+        COL_SetParallelRunner(OZU_ThreadPoolRunner, pool_);
+        std::printf("converting through a pool of %s threads, bands of %s lines\n", threads,
+                    lines != nullptr ? lines : "automatic");
+    }
+    ~TestRunner() {
+        COL_SetParallelRunner(nullptr, nullptr);
+        OZU_ThreadPoolDestroy(pool_);
+    }
+
+private:
+    void* pool_ = nullptr;
+};
+inline TestRunner kTestRunner;
 
 // Owns one host buffer and frees it at the end of the scope. handle() is -1
 // after a failed allocation (the test has then already failed).

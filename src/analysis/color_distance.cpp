@@ -11,6 +11,7 @@
 #include "frame/entry_frame.h"
 #include "frame/error_codes.h"
 #include "frame/host_access.h"
+#include "frame/parallel_jobs.h"
 
 namespace ozu {
 namespace {
@@ -90,14 +91,19 @@ extern "C" OZU_COLOR_API int32_t colk_calculate_distance_image(int32_t src, int3
             if (flag == 1) {
                 // Destination lines are addressed with the source's pitch: the
                 // two buffers are expected to space their lines alike.
-                for (int32_t y = 0; y < height; ++y) {
-                    const std::ptrdiff_t offset = std::ptrdiff_t(y) * srcPitch;
-                    ozu::distance_line(static_cast<const uint8_t*>(in[0]) + offset,
-                                       static_cast<const uint8_t*>(in[1]) + offset,
-                                       static_cast<const uint8_t*>(in[2]) + offset,
-                                       static_cast<uint8_t*>(out) + offset, width, first,
-                                       second);
-                }
+                const bool ran = ozu::for_each_band(height, int64_t{width} * 4, [&](int32_t top,
+                                                                                    int32_t end) {
+                    for (int32_t y = top; y < end; ++y) {
+                        const std::ptrdiff_t offset = std::ptrdiff_t(y) * srcPitch;
+                        ozu::distance_line(static_cast<const uint8_t*>(in[0]) + offset,
+                                           static_cast<const uint8_t*>(in[1]) + offset,
+                                           static_cast<const uint8_t*>(in[2]) + offset,
+                                           static_cast<uint8_t*>(out) + offset, width, first,
+                                           second);
+                    }
+                    return true;
+                });
+                if (!ran) flag = 0;
             }
             for (int32_t p = 0; p < usedSrc; ++p)
                 flag &= IPL_ReleasePtr(src, BASE_MODE_READ, p, i, j, in[p]);

@@ -16,7 +16,10 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <exception>
+#include <vector>
 
 #include <ozu/base.h>
 #include <ozu/bayer.h>
@@ -26,6 +29,7 @@
 #include "convert/color_space_names.h"
 #include "frame/entry_frame.h"
 #include "frame/error_codes.h"
+#include "frame/parallel_jobs.h"
 #include "frame/pixel_types.h"
 
 namespace ozu {
@@ -100,11 +104,16 @@ struct Band {
 
 class Bands {
 public:
-    Bands(int32_t height, size_t lineBytes) : height_(height) {
+    // `requested` lines a band (0: sized for the cache); `whole` converts an
+    // image of up to two bands' lines in one band, as a serial walk does.
+    Bands(int32_t height, size_t lineBytes, int32_t requested, bool whole) : height_(height) {
+        // An even step keeps every later window starting on an even line.
         const size_t lines =
-            std::max<size_t>(2, kBayerBandBytes / std::max<size_t>(lineBytes, 1)) & ~size_t{1};
-        // An image of up to two bands' lines is converted whole.
-        step_ = size_t(height) <= 2 * lines ? height : int32_t(lines);
+            std::max<size_t>(2, requested > 0 ? size_t(requested + 1) & ~size_t{1}
+                                              : kBayerBandBytes / std::max<size_t>(lineBytes, 1) &
+                                                    ~size_t{1});
+        const size_t wholeUpTo = whole ? 2 * lines : lines;
+        step_ = size_t(height) <= wholeUpTo ? height : int32_t(lines);
     }
     // Lines of the largest window, the size of the packed array.
     int32_t window_lines() const { return first().window_lines(); }
@@ -116,6 +125,11 @@ public:
     Band next(const Band& b) const {
         const int32_t end = int32_t(std::min<int64_t>(height_, int64_t{b.end} + step_));
         return {b.end, end, b.end - 1, std::min(height_, end + 1)};
+    }
+    std::vector<Band> all() const {
+        std::vector<Band> bands{first()};
+        while (bands.back().end < height_) bands.push_back(next(bands.back()));
+        return bands;
     }
 
 private:
@@ -146,6 +160,115 @@ int32_t packed_bytes_per_pixel(uint32_t code) {
     return 2;
 }
 
+// One thread's packed array and the records that describe it and its
+// window of the source.
+struct PackedBand {
+    explicit PackedBand(uint64_t bytes)
+        : array(new (std::nothrow) uint8_t[size_t(bytes)]), raw(new_image()),
+          packed(new_image()) {
+        if (array) std::memset(array.get(), 0, size_t(bytes));
+    }
+    std::unique_ptr<uint8_t[]> array;
+    CLPIMAGE raw;
+    CLPIMAGE packed;
+};
+
+// The bands of one conversion after the first: the first is demosaiced and
+// spread by the calling thread before anything else, so that every failure
+// the converter or the host can report comes in the order of a serial walk.
+template <class D>
+struct BandConversion final : ParallelWork {
+    BandConversion(const CBMConvert& converter, const LentPlane& rawPlane, int32_t width,
+                   int32_t bits, uint32_t code, int32_t bytesPerPixel, int64_t lineBytes,
+                   uint64_t arrayBytes, std::vector<Band> bands, std::vector<PackedBand> threadBands,
+                   std::exception_ptr error)
+        : converter(converter), rawPlane(rawPlane), width(width), bits(bits), code(code),
+          bytesPerPixel(bytesPerPixel), lineBytes(lineBytes), arrayBytes(arrayBytes),
+          bands(std::move(bands)), threadBands(std::move(threadBands)), error(error) {}
+
+    const CBMConvert& converter;
+    const LentPlane& rawPlane;
+    int32_t width;
+    int32_t bits;
+    uint32_t code;
+    int32_t bytesPerPixel;
+    int64_t lineBytes;
+    uint64_t arrayBytes;
+    std::vector<Band> bands;
+    std::vector<PackedBand> threadBands;  // one per thread of the run
+    std::exception_ptr error;             // the converter's, of the first failed band
+    std::mutex errorMutex;
+    uint32_t errorBand = std::numeric_limits<uint32_t>::max();
+    const LentPlane* out[3] = {nullptr, nullptr, nullptr};
+    SpreadLine<D> spread = nullptr;
+
+    // Points both images at the window of a band and demosaics it.
+    bool demosaic(const Band& b, PackedBand& into) const {
+        if (into.raw.setImage(rawPlane.data() + size_t(b.windowFirst) * size_t(rawPlane.pitch()),
+                              width, b.window_lines(), rawPlane.pitch(), bits, 0) < 0 ||
+            into.packed.setImage(into.array.get(), width, b.window_lines(), int32_t(lineBytes),
+                                 bits * bytesPerPixel, 0) < 0)
+            return false;
+        if (code == kRawToI) {
+            converter.RawToMono8(into.raw.lpi(), into.packed.lpi());
+        } else {
+            converter.RawToRGB32(into.raw.lpi(), into.packed.lpi());
+        }
+        return true;
+    }
+
+    // Bytes 0, 1, 2 of each packed pixel are R, G, B; byte 3 is dropped.
+    void spread_band(const Band& b, const PackedBand& from) const {
+        const uint8_t* in = from.array.get() + size_t(b.first - b.windowFirst) * size_t(lineBytes);
+        if (code == kRawToRGB) {
+            for (int32_t y = b.first; y < b.end; ++y, in += lineBytes) {
+                D* line[3];
+                for (int32_t p = 0; p < 3; ++p)
+                    line[p] = reinterpret_cast<D*>(out[p]->data() +
+                                                   size_t(y) * size_t(out[p]->pitch()));
+                spread(in, line, width);
+            }
+        } else {
+            // The packed rows go back to back from the start of the plane,
+            // the destination's line pitch deliberately left out: a padded
+            // destination receives them as one block.
+            std::memcpy(out[0]->data() + size_t(b.first) * size_t(lineBytes), in,
+                        size_t(b.end - b.first) * size_t(lineBytes));
+        }
+    }
+
+    bool prepare(uint32_t threads) override {
+        while (threadBands.size() < threads) {
+            threadBands.emplace_back(arrayBytes);
+            if (!threadBands.back().array) {
+                fail(0, kErrBayerMemory);
+                return false;
+            }
+        }
+        return true;
+    }
+
+    void run(uint32_t job, uint32_t thread) override {
+        const Band& b = bands[job + 1];
+        PackedBand& mine = threadBands[thread];
+        bool ok = false;
+        try {
+            ok = demosaic(b, mine);
+        } catch (...) {
+            std::lock_guard<std::mutex> lock(errorMutex);
+            if (job < errorBand) {
+                errorBand = job;
+                error = std::current_exception();
+            }
+        }
+        if (ok) {
+            spread_band(b, mine);
+        } else {
+            fail(job, IPL_GetErrorCode2());
+        }
+    }
+};
+
 }  // namespace
 
 template <class S, class D>
@@ -171,7 +294,6 @@ int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D
     // Gains are scaled by the common factor c6; offsets are taken as they are.
     const double* c = src.colorCorrection;
     const double lut[6] = {c[0] * c[6], c[1], c[2] * c[6], c[3], c[4] * c[6], c[5]};
-    bool lutsReady = false;
 
     LentPlane rawPlane;
     if (!rawPlane.take(source, 0, width, height)) return 0;
@@ -183,81 +305,48 @@ int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D
     const int32_t bytesPerPixel = packed_bytes_per_pixel(ucode);
     const int64_t lineBytes = int64_t{width} * bytesPerPixel;
     if (lineBytes > std::numeric_limits<int32_t>::max()) return 0;
-    const Bands bands(height, size_t(lineBytes));
+    const RunnerSetting& setting = thread_runner();
+    const bool serial = setting.runner == nullptr && setting.bandLines == 0;
+    const Bands bands(height, size_t(lineBytes), setting.bandLines, serial);
     const uint64_t arrayBytes = uint64_t(lineBytes) * uint64_t(bands.window_lines());
     if (arrayBytes > std::numeric_limits<size_t>::max()) return 0;
-    std::unique_ptr<uint8_t[]> array(new (std::nothrow) uint8_t[size_t(arrayBytes)]);
-    if (!array) return 0;
-    std::memset(array.get(), 0, size_t(arrayBytes));
-    CLPIMAGE packed = new_image();
+    PackedBand first(arrayBytes);
+    if (!first.array) return 0;
     Band band = bands.first();
-    if (packed.setImage(array.get(), width, band.window_lines(), int32_t(lineBytes),
-                        src.bitsPerSample * bytesPerPixel, 0) < 0)
+    if (first.packed.setImage(first.array.get(), width, band.window_lines(), int32_t(lineBytes),
+                              src.bitsPerSample * bytesPerPixel, 0) < 0)
         return 0;
 
-    const auto setup_luts = [&] {
-        if (lutsReady) return;
-        converter.SetupLUTs(lut[0], lut[1], lut[2], lut[3], lut[4], lut[5]);
-        lutsReady = true;
-    };
-    // Points both images at the window of a band and demosaics it.
-    const auto convert_band = [&](const Band& b) {
-        if (raw.setImage(rawPlane.data() + size_t(b.windowFirst) * size_t(rawPlane.pitch()), width,
-                         b.window_lines(), rawPlane.pitch(), src.bitsPerSample, 0) < 0 ||
-            packed.setImage(array.get(), width, b.window_lines(), int32_t(lineBytes),
-                            src.bitsPerSample * bytesPerPixel, 0) < 0)
-            return false;
-        setup_luts();
-        if (ucode == kRawToI) {
-            converter.RawToMono8(raw.lpi(), packed.lpi());
-        } else {
-            converter.RawToRGB32(raw.lpi(), packed.lpi());
-        }
-        return true;
-    };
+    BandConversion<D> work{converter, rawPlane, width, src.bitsPerSample, ucode, bytesPerPixel,
+                           lineBytes, arrayBytes, {}, {}, {}};
     // There is no demosaic into YUV: the request fails, leaving whatever
     // code the host holds.
     if (ucode == kRawToYUV) return 0;
-    if (!convert_band(band)) return 0;
+    converter.SetupLUTs(lut[0], lut[1], lut[2], lut[3], lut[4], lut[5]);
+    if (!work.demosaic(band, first)) return 0;
 
     const int32_t planes = ucode == kRawToRGB ? 3 : 1;
     LentPlane out[3];
     for (int32_t p = 0; p < planes; ++p)
         if (!out[p].take(destination, p, width, height)) return 0;
+    for (int32_t p = 0; p < planes; ++p) work.out[p] = &out[p];
+    // A destination larger than the caches is written around them.
+    work.spread = uint64_t(width) * uint64_t(height) * 3 * sizeof(D) >= kSpreadStreamBytes
+                      ? spread_rgb32_streamed_targets<D>().active()
+                      : spread_rgb32_targets<D>().active();
+    work.spread_band(band, first);
 
-    // Bytes 0, 1, 2 of each packed pixel are R, G, B; byte 3 is dropped. A
-    // destination larger than the caches is written around them.
-    const SpreadLine<D> spread =
-        uint64_t(width) * uint64_t(height) * 3 * sizeof(D) >= kSpreadStreamBytes
-            ? spread_rgb32_streamed_targets<D>().active()
-            : spread_rgb32_targets<D>().active();
-    for (;;) {
-        const uint8_t* in = array.get() + size_t(band.first - band.windowFirst) * size_t(lineBytes);
-        if (ucode == kRawToRGB) {
-            for (int32_t y = band.first; y < band.end; ++y, in += lineBytes) {
-                D* line[3];
-                for (int32_t p = 0; p < 3; ++p)
-                    line[p] =
-                        reinterpret_cast<D*>(out[p].data() + size_t(y) * size_t(out[p].pitch()));
-                spread(in, line, width);
-            }
-        } else {
-            // The packed rows go back to back from the start of the plane,
-            // the destination's line pitch deliberately left out: a padded
-            // destination receives them as one block.
-            std::memcpy(out[0].data() + size_t(band.first) * size_t(lineBytes), in,
-                        size_t(band.end - band.first) * size_t(lineBytes));
-        }
-        if (band.end == height) break;
-        band = bands.next(band);
-        if (!convert_band(band)) return 0;
+    // The other bands, each demosaiced into the packed array of the thread
+    // that takes it and spread from there.
+    work.bands = bands.all();
+    work.threadBands.push_back(std::move(first));
+    if (!work.run_all(uint32_t(work.bands.size() - 1))) {
+        if (work.error) std::rethrow_exception(work.error);
+        return 0;
     }
 
     rawPlane.release();
     for (int32_t p = 0; p < planes; ++p) out[p].release();
-    array.reset();
-    raw.free_lpi();
-    packed.free_lpi();
     return 1;
 }
 

@@ -7,13 +7,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <type_traits>
+#include <vector>
 
 #include <ozu/base.h>
 #include <ozu/color_kernels.h>
 
 #include "convert/conversion_chain.h"
 #include "frame/error_codes.h"
+#include "frame/parallel_jobs.h"
 #include "frame/pixel_types.h"
 #include "frame/plane_lines.h"
 
@@ -107,6 +110,174 @@ bool lines_apart(const Planes<const S>& in, const Planes<D>& out, int32_t n) {
     return true;
 }
 
+// The intermediate lines of one walk: each plane's first kPieceWidth
+// values. A job works on a copy of its own.
+template <class D>
+struct Middle {
+    D line[3][kPieceWidth] = {};
+    Planes<D> planes() { return {line[0], line[1], line[2]}; }
+    Planes<const D> read() const { return {line[0], line[1], line[2]}; }
+};
+
+// What a band of lines leaves in the intermediate lines when its first step
+// may leave pixels as they were: for each position, the value last written
+// there, if any line of the band wrote one.
+template <class D>
+struct BandTail {
+    Middle<D> values;
+    bool written[kPieceWidth] = {};
+
+    // Lays the later band's tail over this state: the state after both.
+    void over(Middle<D>& state) const {
+        for (int p = 0; p < 3; ++p)
+            for (int32_t x = 0; x < kPieceWidth; ++x)
+                if (written[x]) state.line[p][x] = values.line[p][x];
+    }
+};
+
+// One block (one index of extents 2 and 3) of a walk, its pointers already
+// fetched: converts output lines [first, end) with the intermediate lines
+// `middle` as they stand.
+template <class S, class D>
+struct BlockWalk {
+    const ConversionChain<S, D>& chain;
+    Planes<S> src;
+    Planes<D> dst;
+    int32_t srcPitch[3];
+    int32_t dstPitch[3];
+    int32_t ratio;
+    int32_t kernelWidth;
+    bool runFirst, runSecond, runCells, straight, joinable;
+    static constexpr int32_t srcMax = pixel_max<S>;
+    static constexpr int32_t dstMax = pixel_max<D>;
+
+    Planes<const S> source_line(int32_t out) const {
+        Planes<const S> line{};
+        for (int p = 0; p < 3; ++p) line[p] = line_of<const S>(src[p], srcPitch[p], out * ratio);
+        return line;
+    }
+
+    void convert(int32_t first, int32_t end, Middle<D>& middle) const {
+        const int32_t run = joinable ? std::max(1, kMaxRun / kernelWidth) : 1;
+        const Planes<D> middlePlanes = middle.planes();
+        for (int32_t out = first; out < end; out += run) {
+            const int32_t r = out * ratio;
+            const int32_t lines = std::min(run, end - out);
+            const int32_t count = kernelWidth * lines;
+            const Planes<const S> srcLine = source_line(out);
+            Planes<D> dstLine{};
+            for (int p = 0; p < 3; ++p) dstLine[p] = line_of(dst[p], dstPitch[p], out);
+            if (runCells) {
+                subBM2RGB<S, D>(srcLine[0], line_of<const S>(src[0], srcPitch[0], r + 1),
+                                dstLine.data(), kernelWidth, srcMax, dstMax);
+                continue;
+            }
+            if constexpr (std::is_same_v<S, D>) {
+                if (straight && lines_apart(srcLine, dstLine, count)) {
+                    chain.second.run(srcLine.data(), dstLine.data(), count, dstMax, dstMax);
+                    continue;
+                }
+            }
+            for (int32_t x = 0; x < count; x += kPieceWidth) {
+                const int32_t n = std::min(kPieceWidth, count - x);
+                const Planes<const S> in = offset(srcLine, x);
+                const Planes<D> outLine = offset(dstLine, x);
+                if (runFirst) chain.first.run(in.data(), middlePlanes.data(), n, srcMax, dstMax);
+                if (runSecond) {
+                    const Planes<const D> mid = middle.read();
+                    chain.second.run(mid.data(), outLine.data(), n, dstMax, dstMax);
+                }
+            }
+        }
+    }
+
+    // The tail of lines [first, end) for a first step that may leave pixels
+    // as they were. Lines are taken from the last back, their pieces from
+    // the last back, until every position has its last written value: the
+    // step runs twice on each piece, over intermediate lines filled with 0
+    // and with 1, and a position where both runs agree is one it wrote.
+    void tail(int32_t first, int32_t end, BandTail<D>& tail) const {
+        const int32_t slots = std::min(kPieceWidth, kernelWidth);
+        int32_t open = slots;
+        Middle<D> zeros, ones;
+        for (int32_t out = end - 1; out >= first && open > 0; --out) {
+            const Planes<const S> srcLine = source_line(out);
+            const int32_t lastPiece = (kernelWidth - 1) / kPieceWidth * kPieceWidth;
+            for (int32_t x = lastPiece; x >= 0 && open > 0; x -= kPieceWidth) {
+                const int32_t n = std::min(kPieceWidth, kernelWidth - x);
+                for (int p = 0; p < 3; ++p) {
+                    std::fill_n(zeros.line[p], n, D(0));
+                    std::fill_n(ones.line[p], n, D(1));
+                }
+                const Planes<const S> in = offset(srcLine, x);
+                const Planes<D> z = zeros.planes(), o = ones.planes();
+                chain.first.run(in.data(), z.data(), n, srcMax, dstMax);
+                chain.first.run(in.data(), o.data(), n, srcMax, dstMax);
+                for (int32_t i = 0; i < n; ++i) {
+                    if (tail.written[i] || zeros.line[0][i] != ones.line[0][i]) continue;
+                    tail.written[i] = true;
+                    for (int p = 0; p < 3; ++p) tail.values.line[p][i] = zeros.line[p][i];
+                    --open;
+                }
+            }
+        }
+    }
+};
+
+// Converts one block's output lines [0, lines) in bands through the calling
+// thread's runner. `carry` holds the intermediate lines as the blocks before
+// left them, and is left as this block leaves them where that matters.
+template <class S, class D>
+bool convert_block(const BlockWalk<S, D>& walk, int32_t lines, Middle<D>& carry) {
+    const int64_t lineBytes =
+        int64_t{walk.kernelWidth} * (int64_t{3} * sizeof(S) + int64_t{3} * sizeof(D));
+    // The first step of an HSV source leaves a pixel whose hue is out of
+    // range as it was, so the value that shows through comes from an earlier
+    // line at the same position, perhaps in another band or block. Each band
+    // then starts from the state the bands before it leave, found from their
+    // tails; bands of at least 16 lines keep that search a small part of
+    // the work.
+    const bool carries = walk.runFirst && walk.chain.first.plain == &subHSV2RGB<S, D>;
+    if (!carries) {
+        if (thread_runner().runner == nullptr && thread_runner().bandLines == 0) {
+            walk.convert(0, lines, carry);
+            return true;
+        }
+        return for_each_band(lines, lineBytes, [&](int32_t first, int32_t end) {
+            Middle<D> middle;
+            walk.convert(first, end, middle);
+            return true;
+        });
+    }
+    int32_t perBand = band_lines(lines, lineBytes);
+    if (perBand < lines) perBand = std::min(lines, std::max(perBand, 16));
+    const uint32_t jobs = band_count(lines, perBand);
+    if (jobs <= 1) {
+        walk.convert(0, lines, carry);
+        return true;
+    }
+    const auto band_end = [&](uint32_t job) {
+        return int32_t(std::min<int64_t>(lines, int64_t{perBand} * (job + 1)));
+    };
+    std::vector<BandTail<D>> tails(jobs);
+    if (!run_bands(jobs, [&](uint32_t job) {
+            walk.tail(int32_t(job) * perBand, band_end(job), tails[job]);
+            return true;
+        }))
+        return false;
+    // Each band's starting state: the carry with the tails of every band
+    // before it laid over in order.
+    std::vector<Middle<D>> starts(jobs);
+    for (uint32_t job = 0; job < jobs; ++job) {
+        starts[job] = carry;
+        tails[job].over(carry);
+    }
+    return run_bands(jobs, [&](uint32_t job) {
+        walk.convert(int32_t(job) * perBand, band_end(job), starts[job]);
+        return true;
+    });
+}
+
 }  // namespace
 
 template <class S, class D>
@@ -136,53 +307,53 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
     const int32_t to = code_to(ucode);
     const ConversionChain<S, D> chain = select_chain<S, D>(from, to);
     const bool identityFirst = starts_with_identity(chain);
-    constexpr int32_t srcMax = pixel_max<S>;
-    constexpr int32_t dstMax = pixel_max<D>;
 
     // Kernels run over the source width; where the destination is narrower
     // (a direct caller's downsampling walk) they are held to its width so
     // that no line is written past its end. The Bayer cells read the whole
     // source line and write half as many pixels.
     const int32_t kernelWidth = chain.bayer_cells ? width : width / ratio;
+    // Source lines 0, ratio, 2 x ratio, ... below the height, each into the
+    // destination line of the same number while the destination has it.
+    const int32_t lines =
+        height <= 0 ? 0 : std::min<int32_t>(dstHeight, (int64_t{height} - 1) / ratio + 1);
 
-    // Contents of the intermediate lines carry over from line to line. For a
-    // source space without a first step nothing ever writes them; they start
-    // at zero so that such a conversion is still deterministic.
-    D middle[3][kPieceWidth] = {};
-    const Planes<D> middlePlanes{middle[0], middle[1], middle[2]};
+    // Contents of the intermediate lines carry over from line to line, and
+    // from block to block. For a source space without a first step nothing
+    // ever writes them; they start at zero so that such a conversion is
+    // still deterministic.
+    auto carry = std::make_unique<Middle<D>>();
 
     bool ok = IPL_BufLock(source, BASE_MODE_READ) != 0;
     ok = (IPL_BufLock(destination, BASE_MODE_WRITE) != 0) && ok;
 
     for (int32_t j = 0; j < ext3; ++j) {
         for (int32_t i = 0; i < ext2; ++i) {
-            Planes<S> src{};
-            Planes<D> dst{};
-            int32_t srcPitch[3] = {0, 0, 0};
-            int32_t dstPitch[3] = {0, 0, 0};
+            BlockWalk<S, D> walk{chain, {}, {}, {0, 0, 0}, {0, 0, 0}, ratio, kernelWidth,
+                                 false, false, false, false, false};
             bool fetched = true;
             for (int32_t p = 0; p < srcPlanes; ++p) {
                 void* ptr = nullptr;
                 fetched = IPL_GetPtrEx(source, BASE_MODE_READ, 0, 0, p, i, j, width, height,
-                                       &srcPitch[p], &ptr) != 0 && fetched;
-                src[p] = static_cast<S*>(ptr);
+                                       &walk.srcPitch[p], &ptr) != 0 && fetched;
+                walk.src[p] = static_cast<S*>(ptr);
             }
             for (int32_t p = 0; p < dstPlanes; ++p) {
                 void* ptr = nullptr;
                 fetched = IPL_GetPtrEx(destination, BASE_MODE_WRITE, 0, 0, p, i, j,
-                                       width / ratio, height / ratio, &dstPitch[p], &ptr) != 0 &&
+                                       width / ratio, height / ratio, &walk.dstPitch[p], &ptr) != 0 &&
                           fetched;
-                dst[p] = static_cast<D*>(ptr);
+                walk.dst[p] = static_cast<D*>(ptr);
             }
             ok = ok && fetched;
 
             // Steps that would read or write a plane a buffer lacks are not
             // run: the caller checks plane counts, a direct caller may not.
-            const bool runFirst = fetched && chain.first && has_planes(src, chain.first.reads);
-            const bool runSecond = fetched && chain.second && has_planes(dst, chain.second.writes);
-            const bool runCells = fetched && chain.bayer_cells && has_planes(dst, 3) && src[0];
-            const bool straight = runFirst && runSecond && identityFirst &&
-                                  has_planes(src, planes_read(chain.second));
+            walk.runFirst = fetched && chain.first && has_planes(walk.src, chain.first.reads);
+            walk.runSecond = fetched && chain.second && has_planes(walk.dst, chain.second.writes);
+            walk.runCells = fetched && chain.bayer_cells && has_planes(walk.dst, 3) && walk.src[0];
+            walk.straight = walk.runFirst && walk.runSecond && identityFirst &&
+                            has_planes(walk.src, planes_read(chain.second));
 
             // Lines that follow one another without a gap, in every plane of
             // both buffers, are one run of pixels; each kernel works pixel by
@@ -191,59 +362,24 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
             // leave an intermediate pixel as it was (subHSV2RGB skips pixels
             // whose hue sector is out of range): the value that shows through
             // is then the one the previous line left at the same position.
-            const bool joinable = ratio == 1 && !chain.bayer_cells && kernelWidth > 0 &&
-                                  chain.first.plain != &subHSV2RGB<S, D> &&
-                                  gapless(src, srcPitch, kernelWidth) &&
-                                  gapless(dst, dstPitch, kernelWidth);
-            const int32_t run = joinable ? std::max(1, kMaxRun / kernelWidth) : 1;
+            walk.joinable = ratio == 1 && !chain.bayer_cells && kernelWidth > 0 &&
+                            chain.first.plain != &subHSV2RGB<S, D> &&
+                            gapless(walk.src, walk.srcPitch, kernelWidth) &&
+                            gapless(walk.dst, walk.dstPitch, kernelWidth);
 
-            for (int32_t r = 0; r < height && (runFirst || runSecond || runCells); r += ratio * run) {
-                const int32_t out = r / ratio;
-                // A downsampling walk over an odd height reaches one line
-                // more than height / ratio: it is written only where the
-                // destination has that line.
-                if (out >= dstHeight) break;
-                const int32_t lines = std::min(run, std::min(height - r, dstHeight - out));
-                const int32_t count = kernelWidth * lines;
-                Planes<const S> srcLine{};
-                Planes<D> dstLine{};
-                for (int p = 0; p < 3; ++p) {
-                    srcLine[p] = line_of<const S>(src[p], srcPitch[p], r);
-                    dstLine[p] = line_of(dst[p], dstPitch[p], out);
-                }
-                if (runCells) {
-                    subBM2RGB<S, D>(srcLine[0], line_of<const S>(src[0], srcPitch[0], r + 1),
-                                    dstLine.data(), kernelWidth, srcMax, dstMax);
-                    continue;
-                }
-                if constexpr (std::is_same_v<S, D>) {
-                    if (straight && lines_apart(srcLine, dstLine, count)) {
-                        chain.second.run(srcLine.data(), dstLine.data(), count, dstMax, dstMax);
-                        continue;
-                    }
-                }
-                for (int32_t x = 0; x < count; x += kPieceWidth) {
-                    const int32_t n = std::min(kPieceWidth, count - x);
-                    const Planes<const S> in = offset(srcLine, x);
-                    const Planes<D> outLine = offset(dstLine, x);
-                    if (runFirst) chain.first.run(in.data(), middlePlanes.data(), n, srcMax, dstMax);
-                    if (runSecond) {
-                        const Planes<const D> mid{middle[0], middle[1], middle[2]};
-                        chain.second.run(mid.data(), outLine.data(), n, dstMax, dstMax);
-                    }
-                }
-            }
+            if (walk.runFirst || walk.runSecond || walk.runCells)
+                ok = convert_block(walk, lines, *carry) && ok;
 
             // Only pointers the host handed out go back: releasing a refused
             // request would replace the host's reason with a mismatch.
             for (int32_t p = 0; p < srcPlanes; ++p)
-                if (src[p] != nullptr)
+                if (walk.src[p] != nullptr)
                     ok = IPL_ReleasePtrEx(source, BASE_MODE_READ, 0, 0, p, i, j, width, height,
-                                          src[p]) != 0 && ok;
+                                          walk.src[p]) != 0 && ok;
             for (int32_t p = 0; p < dstPlanes; ++p)
-                if (dst[p] != nullptr)
+                if (walk.dst[p] != nullptr)
                     ok = IPL_ReleasePtrEx(destination, BASE_MODE_WRITE, 0, 0, p, i, j,
-                                          width / ratio, height / ratio, dst[p]) != 0 && ok;
+                                          width / ratio, height / ratio, walk.dst[p]) != 0 && ok;
             if (!ok) break;
         }
         if (!ok) break;

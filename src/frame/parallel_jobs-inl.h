@@ -1,7 +1,8 @@
 // run_bands: a ParallelWork around one function object.
 #pragma once
 
-#include <exception>
+#include <algorithm>
+#include <type_traits>
 
 #include <ozu/base.h>
 
@@ -24,6 +25,17 @@ template <class Fn>
 bool run_bands(uint32_t jobs, Fn&& fn) {
     FunctionWork<std::remove_reference_t<Fn>> work(fn);
     return work.run_all(jobs);
+}
+
+template <class Fn>
+bool for_each_band(int32_t lines, int64_t lineBytes, Fn&& rows) {
+    const int32_t perBand = band_lines(lines, lineBytes);
+    const uint32_t jobs = band_count(lines, perBand);
+    if (jobs <= 1) return lines <= 0 || rows(int32_t{0}, lines);
+    return run_bands(jobs, [&](uint32_t job) {
+        const int32_t first = int32_t(job) * perBand;
+        return rows(first, int32_t(std::min<int64_t>(lines, int64_t{first} + perBand)));
+    });
 }
 
 }  // namespace ozu

@@ -81,6 +81,12 @@ private:
 template <class Fn>
 bool run_bands(uint32_t jobs, Fn&& fn);
 
+// Runs rows(first, end), which returns true or leaves the host's code and
+// returns false, over lines [0, lines) in bands of band_lines() lines. One
+// band runs here, without the runner.
+template <class Fn>
+bool for_each_band(int32_t lines, int64_t lineBytes, Fn&& rows);
+
 }  // namespace ozu
 
 #include "frame/parallel_jobs-inl.h"

@@ -9,6 +9,7 @@
 
 #include "frame/error_codes.h"
 #include "frame/fixed_point.h"
+#include "frame/parallel_jobs.h"
 #include "frame/pixel_types.h"
 #include "frame/plane_lines.h"
 #include "transform/twist_kernel.h"
@@ -109,17 +110,23 @@ bool tmpl_twist(int32_t src, int32_t dst, const double* twist, S*, D*) {
                 // are twisted: the rest lies in the host's staging areas,
                 // zeros on the source side and dropped on release on the
                 // destination side, so twisting it would change nothing.
+                // The band's lines are shared out in smaller bands through
+                // the calling thread's runner.
                 if (held) {
                     const int32_t rows = std::min(band, height - line);
-                    for (int32_t r = 0; r < rows; ++r) {
-                        const S* srcLine[3];
-                        D* dstLine[3];
-                        for (int p = 0; p < 3; ++p) {
-                            srcLine[p] = line_at(srcBand[p], srcPitch[p], r);
-                            dstLine[p] = line_at(dstBand[p], dstPitch[p], r);
+                    const int64_t lineBytes = int64_t{width} * 3 * int64_t{sizeof(S) + sizeof(D)};
+                    ok = for_each_band(rows, lineBytes, [&](int32_t first, int32_t end) {
+                        for (int32_t r = first; r < end; ++r) {
+                            const S* srcLine[3];
+                            D* dstLine[3];
+                            for (int p = 0; p < 3; ++p) {
+                                srcLine[p] = line_at(srcBand[p], srcPitch[p], r);
+                                dstLine[p] = line_at(dstBand[p], dstPitch[p], r);
+                            }
+                            kernel(srcLine, dstLine, width, pixel_max<S>, pixel_max<D>, matrix);
                         }
-                        kernel(srcLine, dstLine, width, pixel_max<S>, pixel_max<D>, matrix);
-                    }
+                        return true;
+                    }) && ok;
                 }
 
                 // Every pointer obtained goes back, source planes first; one

@@ -11,6 +11,7 @@
 
 #include "frame/error_codes.h"
 #include "frame/fixed_point.h"
+#include "frame/parallel_jobs.h"
 #include "frame/plane_lines.h"
 
 namespace ozu {
@@ -41,7 +42,9 @@ void run_weighted_conversion(int32_t src, int32_t* dst, double w0, double w1, do
 
 // The image walk of both templates. Each layer of extents 3 and 2 is taken
 // as one band of the whole image height (every plane of it, up to three per
-// side), and rule(srcLines, dstLines, width) is run on every line; unused
+// side), and rule(srcLines, dstLines, width) is run on every line, bands of
+// lines through the calling thread's runner (the rule must keep no state
+// from line to line); unused
 // plane slots are null. The source is locked for reading and the destination
 // for writing for the whole walk. A failed host call makes the result false
 // and stops the walk after the current layer; the host's code stays in the
@@ -93,15 +96,20 @@ bool walk_weighted(int32_t src, int32_t dst, int32_t neededSrcPlanes, int32_t ne
             }
 
             if (ok) {
-                for (int32_t r = 0; r < height; ++r) {
-                    const S* srcLine[3] = {nullptr, nullptr, nullptr};
-                    D* dstLine[3] = {nullptr, nullptr, nullptr};
-                    for (int32_t p = 0; p < usedSrc; ++p)
-                        srcLine[p] = line_at(srcBand[p], srcPitch[p], r);
-                    for (int32_t p = 0; p < usedDst; ++p)
-                        dstLine[p] = line_at(dstBand[p], dstPitch[p], r);
-                    rule(srcLine, dstLine, width);
-                }
+                const int64_t lineBytes =
+                    int64_t{width} * (usedSrc * int64_t{sizeof(S)} + usedDst * int64_t{sizeof(D)});
+                ok = for_each_band(height, lineBytes, [&](int32_t first, int32_t end) {
+                    for (int32_t r = first; r < end; ++r) {
+                        const S* srcLine[3] = {nullptr, nullptr, nullptr};
+                        D* dstLine[3] = {nullptr, nullptr, nullptr};
+                        for (int32_t p = 0; p < usedSrc; ++p)
+                            srcLine[p] = line_at(srcBand[p], srcPitch[p], r);
+                        for (int32_t p = 0; p < usedDst; ++p)
+                            dstLine[p] = line_at(dstBand[p], dstPitch[p], r);
+                        rule(srcLine, dstLine, width);
+                    }
+                    return true;
+                });
             }
 
             // Every pointer obtained goes back; one never obtained has

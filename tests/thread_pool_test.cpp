@@ -1,0 +1,88 @@
+// libozu_threads: every job once, on threads the pool names, from several
+// calling threads at once; init's refusal passed on.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <thread>
+#include <vector>
+
+#include <ozu/thread_pool.h>
+
+namespace {
+
+struct Jobs {
+    explicit Jobs(size_t n) : counts(n) {}
+    std::vector<std::atomic<int>> counts;
+    std::atomic<uint32_t> threads{0};
+    std::atomic<uint32_t> badThread{0};
+    int32_t initResult = 0;
+};
+
+int32_t count_init(void* opaque, uint32_t threads) {
+    auto* jobs = static_cast<Jobs*>(opaque);
+    jobs->threads = threads;
+    return jobs->initResult;
+}
+
+void count_job(void* opaque, uint32_t job, uint32_t thread) {
+    auto* jobs = static_cast<Jobs*>(opaque);
+    if (thread >= jobs->threads) ++jobs->badThread;
+    ++jobs->counts[job];
+}
+
+TEST(ThreadPool, RunsEveryJobOfTheRangeOnceOnThreadsBelowInitsCount) {
+    for (const uint32_t threads : {1u, 2u, 3u, 7u}) {
+        void* pool = OZU_ThreadPoolCreate(threads);
+        ASSERT_NE(pool, nullptr);
+        EXPECT_EQ(OZU_ThreadPoolThreads(pool), threads);
+        for (const uint32_t n : {0u, 1u, 5u, 1000u}) {
+            Jobs jobs(n + 3);
+            EXPECT_EQ(OZU_ThreadPoolRunner(pool, &jobs, count_init, count_job, 3, n + 3), 0);
+            for (uint32_t k = 0; k < n + 3; ++k) EXPECT_EQ(jobs.counts[k], k < 3 ? 0 : 1);
+            EXPECT_EQ(jobs.badThread, 0u);
+            EXPECT_LE(jobs.threads, threads);
+            EXPECT_GE(jobs.threads, 1u);
+        }
+        OZU_ThreadPoolDestroy(pool);
+    }
+}
+
+TEST(ThreadPool, PassesInitsRefusalOnAndRunsNothing) {
+    void* pool = OZU_ThreadPoolCreate(2);
+    Jobs jobs(10);
+    jobs.initResult = 17;
+    EXPECT_EQ(OZU_ThreadPoolRunner(pool, &jobs, count_init, count_job, 0, 10), 17);
+    for (auto& c : jobs.counts) EXPECT_EQ(c, 0);
+    OZU_ThreadPoolDestroy(pool);
+}
+
+TEST(ThreadPool, ServesSeveralCallingThreadsAtOnce) {
+    void* pool = OZU_ThreadPoolCreate(3);
+    std::vector<std::thread> callers;
+    std::atomic<int> wrong{0};
+    for (int t = 0; t < 6; ++t)
+        callers.emplace_back([&] {
+            for (int round = 0; round < 50; ++round) {
+                Jobs jobs(64);
+                if (OZU_ThreadPoolRunner(pool, &jobs, count_init, count_job, 0, 64) != 0) ++wrong;
+                for (auto& c : jobs.counts)
+                    if (c != 1) ++wrong;
+            }
+        });
+    for (auto& c : callers) c.join();
+    EXPECT_EQ(wrong, 0);
+    OZU_ThreadPoolDestroy(pool);
+}
+
+TEST(ThreadPool, NullPoolIsRefusedAndZeroThreadsMeansEveryCore) {
+    Jobs jobs(1);
+    EXPECT_EQ(OZU_ThreadPoolRunner(nullptr, &jobs, count_init, count_job, 0, 1), -1);
+    EXPECT_EQ(jobs.counts[0], 0);
+    OZU_ThreadPoolDestroy(nullptr);
+    void* pool = OZU_ThreadPoolCreate(0);
+    EXPECT_EQ(OZU_ThreadPoolThreads(pool), OZU_ThreadPoolDefaultThreads());
+    OZU_ThreadPoolDestroy(pool);
+}
+
+}  // namespace
