@@ -305,7 +305,7 @@ int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D
     const int32_t bytesPerPixel = packed_bytes_per_pixel(ucode);
     const int64_t lineBytes = int64_t{width} * bytesPerPixel;
     if (lineBytes > std::numeric_limits<int32_t>::max()) return 0;
-    const RunnerSetting& setting = thread_runner();
+    const RunnerSetting setting = active_runner();
     const bool serial = setting.runner == nullptr && setting.bandLines == 0;
     const Bands bands(height, size_t(lineBytes), setting.bandLines, serial);
     const uint64_t arrayBytes = uint64_t(lineBytes) * uint64_t(bands.window_lines());

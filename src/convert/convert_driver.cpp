@@ -239,7 +239,8 @@ bool convert_block(const BlockWalk<S, D>& walk, int32_t lines, Middle<D>& carry)
     // the work.
     const bool carries = walk.runFirst && walk.chain.first.plain == &subHSV2RGB<S, D>;
     if (!carries) {
-        if (thread_runner().runner == nullptr && thread_runner().bandLines == 0) {
+        if (const RunnerSetting setting = active_runner();
+            setting.runner == nullptr && setting.bandLines == 0) {
             walk.convert(0, lines, carry);
             return true;
         }

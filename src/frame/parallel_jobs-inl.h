@@ -28,14 +28,18 @@ bool run_bands(uint32_t jobs, Fn&& fn) {
 }
 
 template <class Fn>
-bool for_each_band(int32_t lines, int64_t lineBytes, Fn&& rows) {
-    const int32_t perBand = band_lines(lines, lineBytes);
+bool for_each_band_of(int32_t lines, int32_t perBand, Fn&& rows) {
     const uint32_t jobs = band_count(lines, perBand);
     if (jobs <= 1) return lines <= 0 || rows(int32_t{0}, lines);
     return run_bands(jobs, [&](uint32_t job) {
         const int32_t first = int32_t(job) * perBand;
         return rows(first, int32_t(std::min<int64_t>(lines, int64_t{first} + perBand)));
     });
+}
+
+template <class Fn>
+bool for_each_band(int32_t lines, int64_t lineBytes, Fn&& rows) {
+    return for_each_band_of(lines, band_lines(lines, lineBytes), rows);
 }
 
 }  // namespace ozu

@@ -14,8 +14,22 @@ RunnerSetting& thread_runner() {
     return setting;
 }
 
+namespace {
+// Runs and jobs under way on this thread.
+thread_local int tRunDepth = 0;
+
+struct RunDepth {
+    RunDepth() { ++tRunDepth; }
+    ~RunDepth() { --tRunDepth; }
+    RunDepth(const RunDepth&) = delete;
+    RunDepth& operator=(const RunDepth&) = delete;
+};
+}  // namespace
+
+RunnerSetting active_runner() { return tRunDepth == 0 ? thread_runner() : RunnerSetting{}; }
+
 int32_t band_lines(int32_t height, int64_t lineBytes) {
-    const RunnerSetting& setting = thread_runner();
+    const RunnerSetting setting = active_runner();
     if (height <= 0) return 1;
     if (setting.bandLines > 0) return std::min(setting.bandLines, height);
     if (setting.runner == nullptr) return height;
@@ -50,6 +64,7 @@ struct ParallelTrampolines {
     }
     static void run(void* opaque, uint32_t job, uint32_t thread) {
         auto* work = static_cast<ParallelWork*>(opaque);
+        const RunDepth inJob;
         try {
             work->run(job, thread);
         } catch (int code) {
@@ -62,7 +77,8 @@ struct ParallelTrampolines {
 
 bool ParallelWork::run_all(uint32_t jobs) {
     if (jobs == 0) return true;
-    const RunnerSetting& setting = thread_runner();
+    const RunnerSetting setting = active_runner();
+    const RunDepth inRun;
     if (setting.runner == nullptr || jobs == 1) {
         // In order, in this thread: the first failure ends the run, as the
         // walk always ended at its first failure.

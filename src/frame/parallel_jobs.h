@@ -28,6 +28,12 @@ struct RunnerSetting {
 };
 RunnerSetting& thread_runner();
 
+// What the work of an entry follows: the calling thread's setting, except
+// inside a job or while this thread waits for a run. An entry called from a
+// job (the threshold's conversion of a band) then works serially, rather
+// than asking a runner that is busy with the job that called it.
+RunnerSetting active_runner();
+
 // The bytes of source and destination lines one band should hold: small
 // enough to stay in a core's second-level cache while both sides of it are
 // worked on.
@@ -86,6 +92,9 @@ bool run_bands(uint32_t jobs, Fn&& fn);
 // band runs here, without the runner.
 template <class Fn>
 bool for_each_band(int32_t lines, int64_t lineBytes, Fn&& rows);
+// The same with bands of `perBand` lines.
+template <class Fn>
+bool for_each_band_of(int32_t lines, int32_t perBand, Fn&& rows);
 
 }  // namespace ozu
 
