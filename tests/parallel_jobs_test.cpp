@@ -133,6 +133,44 @@ TEST(ParallelRunner, HsvSourceGivesTheSerialBitsForEveryBandSizeAndOrder) {
     }
 }
 
+TEST(ParallelRunner, ResultsLargerThanTheCachesGiveTheSerialBits) {
+    // Written around the caches when shared between threads: three byte
+    // planes of 48 MiB and more, and one 16-bit plane of as much.
+    struct Case {
+        int32_t width, height, type;
+        uint32_t code;
+    };
+    for (const Case c : {Case{4096, 4097, BASE_TYPE_U8, COL_CODE(COL_RGB, COL_YCC)},
+                         Case{5003, 5031, BASE_TYPE_U16, COL_CODE(COL_RGB, COL_I)}}) {
+        Buffer rgb(make_image(c.width, c.height, 3, c.type));
+        for (int32_t p = 0; p < 3; ++p) {
+            if (c.type == BASE_TYPE_U8)
+                write_plane(rgb.handle(), p,
+                            seeded_pixels<uint8_t>(size_t(c.width) * c.height, 40 + p));
+            else
+                write_plane(rgb.handle(), p,
+                            seeded_pixels<uint16_t>(size_t(c.width) * c.height, 40 + p));
+        }
+        Buffer serial, shared;
+        ASSERT_EQ(COL_ConvertColorSpace(rgb.handle(), serial.slot(), c.code), 1);
+        void* pool = OZU_ThreadPoolCreate(2);
+        {
+            Installed installed(OZU_ThreadPoolRunner, pool, 0);
+            ASSERT_EQ(COL_ConvertColorSpace(rgb.handle(), shared.slot(), c.code), 1);
+        }
+        OZU_ThreadPoolDestroy(pool);
+        const int32_t planes = ozu_test::attribute(serial.handle(), BASE_ATTR_PLANES);
+        for (int32_t p = 0; p < planes; ++p) {
+            if (c.type == BASE_TYPE_U8)
+                EXPECT_EQ(read_plane<uint8_t>(shared.handle(), p),
+                          read_plane<uint8_t>(serial.handle(), p)) << p;
+            else
+                EXPECT_EQ(read_plane<uint16_t>(shared.handle(), p),
+                          read_plane<uint16_t>(serial.handle(), p)) << p;
+        }
+    }
+}
+
 // Each entry whose work goes line by line, run once, with its result.
 struct EntryRun {
     const char* name;

@@ -19,6 +19,7 @@
 #include "frame/parallel_jobs.h"
 #include "frame/pixel_types.h"
 #include "frame/plane_lines.h"
+#include "frame/stream_copy.h"
 
 namespace ozu {
 namespace {
@@ -110,6 +111,9 @@ bool lines_apart(const Planes<const S>& in, const Planes<D>& out, int32_t n) {
     return true;
 }
 
+// Results of at least this many bytes are written around the caches.
+constexpr uint64_t kStreamResultBytes = uint64_t{48} << 20;
+
 // The intermediate lines of one walk: each plane's first kPieceWidth
 // values. A job works on a copy of its own.
 template <class D>
@@ -148,6 +152,9 @@ struct BlockWalk {
     int32_t ratio;
     int32_t kernelWidth;
     bool runFirst, runSecond, runCells, straight, joinable;
+    // Set for results larger than the caches: the second step then writes
+    // each piece into a line of the job's own and that is streamed out.
+    StreamCopy stream = nullptr;
     static constexpr int32_t srcMax = pixel_max<S>;
     static constexpr int32_t dstMax = pixel_max<D>;
 
@@ -174,7 +181,13 @@ struct BlockWalk {
             }
             if constexpr (std::is_same_v<S, D>) {
                 if (straight && lines_apart(srcLine, dstLine, count)) {
-                    chain.second.run(srcLine.data(), dstLine.data(), count, dstMax, dstMax);
+                    if (stream == nullptr) {
+                        chain.second.run(srcLine.data(), dstLine.data(), count, dstMax, dstMax);
+                    } else {
+                        for (int32_t x = 0; x < count; x += kPieceWidth)
+                            second_streamed(offset(srcLine, x), offset(dstLine, x),
+                                            std::min(kPieceWidth, count - x));
+                    }
                     continue;
                 }
             }
@@ -185,10 +198,25 @@ struct BlockWalk {
                 if (runFirst) chain.first.run(in.data(), middlePlanes.data(), n, srcMax, dstMax);
                 if (runSecond) {
                     const Planes<const D> mid = middle.read();
-                    chain.second.run(mid.data(), outLine.data(), n, dstMax, dstMax);
+                    if (stream == nullptr) {
+                        chain.second.run(mid.data(), outLine.data(), n, dstMax, dstMax);
+                    } else {
+                        second_streamed(mid, outLine, n);
+                    }
                 }
             }
         }
+        if (stream != nullptr) stream_fence();
+    }
+
+    // The second step over n <= kPieceWidth pixels through a line of its
+    // own, then streamed into the planes the step writes.
+    void second_streamed(const Planes<const D>& in, const Planes<D>& out, int32_t n) const {
+        D line[3][kPieceWidth];  // every value read back is written first
+        const Planes<D> into{line[0], line[1], line[2]};
+        chain.second.run(in.data(), into.data(), n, dstMax, dstMax);
+        for (int q = 0; q < chain.second.writes; ++q)
+            stream(line[q], out[q], size_t(n) * sizeof(D));
     }
 
     // The tail of lines [first, end) for a first step that may leave pixels
@@ -319,6 +347,23 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
     const int32_t lines =
         height <= 0 ? 0 : std::min<int32_t>(dstHeight, (int64_t{height} - 1) / ratio + 1);
 
+    // A result larger than the caches is streamed out when the work is
+    // shared between threads, whose loads and stores then wait on memory
+    // (on one thread the extra pass through the job's own line costs more
+    // than it saves), and when the second step writes whole planes (one or
+    // all three) and every pixel of them: not subHSV2RGB, which leaves some
+    // as they were, nor a range adaptation, whose planes depend on both
+    // buffers.
+    const uint64_t resultBytes = uint64_t(std::max(lines, 0)) * uint64_t(std::max(kernelWidth, 0)) *
+                                 uint64_t(std::min(dstPlanes, chain.second.writes)) * sizeof(D) *
+                                 uint64_t(std::max(ext2, 0)) * uint64_t(std::max(ext3, 0));
+    const bool streamable = active_runner().runner != nullptr &&
+                            resultBytes >= kStreamResultBytes && chain.second &&
+                            !chain.bayer_cells && chain.second.plain != &subHSV2RGB<D, D> &&
+                            chain.second.plain != &subReNormalize<D, D> &&
+                            (chain.second.writes == 1 || chain.second.writes == 3);
+    const StreamCopy stream = stream_copy_targets().active();
+
     // Contents of the intermediate lines carry over from line to line, and
     // from block to block. For a source space without a first step nothing
     // ever writes them; they start at zero so that such a conversion is
@@ -367,6 +412,8 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
                             chain.first.plain != &subHSV2RGB<S, D> &&
                             gapless(walk.src, walk.srcPitch, kernelWidth) &&
                             gapless(walk.dst, walk.dstPitch, kernelWidth);
+
+            if (streamable && walk.runSecond) walk.stream = stream;
 
             if (walk.runFirst || walk.runSecond || walk.runCells)
                 ok = convert_block(walk, lines, *carry) && ok;
