@@ -533,7 +533,7 @@ std::vector<uint8_t> whole_image_demosaic(const std::vector<uint8_t>& raw, int32
 // Heights around the band boundaries: the last band full, one line long,
 // one line short, and the largest image still converted whole.
 std::vector<int32_t> band_heights(int32_t lineBytes) {
-    const auto lines = int32_t(ozu::kBayerBandBytes / size_t(lineBytes)) & ~1;
+    const auto lines = int32_t(ozu::bayer_band_bytes() / size_t(lineBytes)) & ~1;
     return {2 * lines, 2 * lines + 1, 2 * lines + 2, 3 * lines + 1, 3 * lines + 2, 5 * lines - 1};
 }
 

@@ -27,6 +27,7 @@
 
 #include "convert/bayer_spread.h"
 #include "convert/color_space_names.h"
+#include "frame/cache_size.h"
 #include "frame/entry_frame.h"
 #include "frame/error_codes.h"
 #include "frame/parallel_jobs.h"
@@ -110,7 +111,7 @@ public:
         // An even step keeps every later window starting on an even line.
         const size_t lines =
             std::max<size_t>(2, requested > 0 ? size_t(requested + 1) & ~size_t{1}
-                                              : kBayerBandBytes / std::max<size_t>(lineBytes, 1) &
+                                              : bayer_band_bytes() / std::max<size_t>(lineBytes, 1) &
                                                     ~size_t{1});
         const size_t wholeUpTo = whole ? 2 * lines : lines;
         step_ = size_t(height) <= wholeUpTo ? height : int32_t(lines);
@@ -270,6 +271,8 @@ struct BandConversion final : ParallelWork {
 };
 
 }  // namespace
+
+size_t bayer_band_bytes() { return std::max<size_t>(size_t{128} << 10, l2_cache_bytes() / 2); }
 
 template <class S, class D>
 int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D*) {

@@ -22,10 +22,11 @@ namespace ozu {
 // (std::invalid_argument, e.g. for an image one pixel wide) passes through
 // after everything acquired has been handed back.
 // The converter is run over bands of lines whose packed result takes about
-// this many bytes, half the second-level cache of a current core, so that
-// it is spread into the planes from the cache. An image of up to two
-// bands' lines is converted whole.
-inline constexpr size_t kBayerBandBytes = size_t{1} << 19;
+// this many bytes, half the second-level cache of this processor's cores
+// (at least 128 KiB), so that it is spread into the planes from the cache
+// with room beside it for the source window. An image of up to two bands'
+// lines is converted whole.
+size_t bayer_band_bytes();
 
 template <class S, class D>
 int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D*);
