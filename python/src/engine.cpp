@@ -89,8 +89,8 @@ public:
         HostBuffer sourceView, resultView;
         int32_t source = t.source.get(), result = t.result.get();
         if (n < lines_) {
-            sourceView = HostBuffer::top_lines(source, sourceShape_, n);
-            resultView = HostBuffer::top_lines(result, resultShape_, n);
+            sourceView = HostBuffer::view(source, sourceShape_, 0, n);
+            resultView = HostBuffer::view(result, resultShape_, 0, n);
             source = sourceView.get();
             result = resultView.get();
         }
@@ -154,18 +154,37 @@ void run_in_bands(const Operation& op, const ArrayImage& in, const ArrayImage& o
     work.run_all(work.jobs(), threads);
 }
 
+// Runs the entry on each image of a stack apart, through one-block views:
+// left to itself, the mosaic path converts the first image of a stack only,
+// and a conversion from HSV carries an intermediate line from one image
+// into the next.
+void call_per_image(const Operation& op, const HostBuffer& source, const HostShape& sourceShape,
+                    const HostBuffer& result, const HostShape& resultShape) {
+    for (int32_t b = 0; b < sourceShape.blocks(); ++b) {
+        const HostBuffer from = HostBuffer::view(source.get(), sourceShape, b, sourceShape.height);
+        const HostBuffer into = HostBuffer::view(result.get(), resultShape, b, resultShape.height);
+        describe_source(op, from.get());
+        library_call(op.entry, [&] { return op.call(from.get(), into.get()); });
+    }
+}
+
 void run_whole(const Operation& op, const ArrayImage& in, const ArrayImage& out,
                uint32_t threads) {
     HostBuffer source = HostBuffer::image(in.shape, in.type);
-    describe_source(op, source.get());
-    HostBuffer result = HostBuffer::image(out.shape, out.type);
+    HostBuffer result =
+        HostBuffer::image(out.shape, out.type, op.gaplessResult ? BASE_ALLOC_ALIGN(1) : 0);
     {
         BlockCopy copy(in, source.get(), true);
         copy.run_all(copy.jobs(), threads);
     }
     {
         RunnerScope runner(threads);
-        library_call(op.entry, [&] { return op.call(source.get(), result.get()); });
+        if (op.oneResult) {
+            describe_source(op, source.get());
+            library_call(op.entry, [&] { return op.call(source.get(), result.get()); });
+        } else {
+            call_per_image(op, source, in.shape, result, out.shape);
+        }
     }
     BlockCopy copy(out, result.get(), false);
     copy.run_all(copy.jobs(), threads);

@@ -9,9 +9,12 @@
 //   the cached pool through libozu_threads' runner function; the library
 //   itself then runs on one thread per band.
 // - Whole, for the others: the image is copied into one host buffer, the
-//   entry runs on it with the pool installed as the thread's runner (the
+//   entry runs on each image of it (or on the whole stack, for an operation
+//   with one result) with the pool installed as the thread's runner (the
 //   library cuts its own bands, exactly), and the result is copied out; the
 //   copies run on the pool too.
+//
+// Either way each image of a stack is converted as if it were alone.
 //
 // Every band's result buffer is zero before the entry runs, as a new buffer
 // is, so that both ways give the same bits wherever an entry leaves a pixel
@@ -41,6 +44,10 @@ struct Operation {
     int32_t bayerParity = -1;  // recorded on the source's descriptor when 0..3
     int32_t sourceSpace = 0;   // recorded as the source's colour space when not 0
     bool oneResult = false;    // one result image whatever the stack
+    // The result's lines follow one another without padding: the grey
+    // result of a mosaic is written as one block of rows, so only a line
+    // pitch of exactly the width puts its rows where they belong.
+    bool gaplessResult = false;
 };
 
 // Applies `op` to `input` (see input_image for what it accepts) with

@@ -6,22 +6,23 @@
 
 namespace ozu::python {
 
-HostBuffer HostBuffer::image(const HostShape& shape, int32_t type) {
+HostBuffer HostBuffer::image(const HostShape& shape, int32_t type, int32_t flags) {
     HostBuffer buffer;
     library_call("IPL_BufAlloc", [&] {
         return IPL_BufAlloc(&buffer.handle_, shape.width, shape.height, shape.planes, shape.ext2,
-                            shape.ext3, type, BASE_KIND_IMAGE, 0);
+                            shape.ext3, type, BASE_KIND_IMAGE, flags);
     });
     return buffer;
 }
 
-HostBuffer HostBuffer::top_lines(int32_t parent, const HostShape& shape, int32_t height) {
-    HostBuffer view;
+HostBuffer HostBuffer::view(int32_t parent, const HostShape& shape, int32_t block,
+                            int32_t height) {
+    HostBuffer child;
     library_call("IPL_BufAllocChild", [&] {
-        return IPL_BufAllocChild(&view.handle_, parent, 0, 0, 0, 0, 0, shape.width, height,
-                                 shape.planes, 1, 1);
+        return IPL_BufAllocChild(&child.handle_, parent, 0, 0, 0, block % shape.ext2,
+                                 block / shape.ext2, shape.width, height, shape.planes, 1, 1);
     });
-    return view;
+    return child;
 }
 
 void HostBuffer::reset() noexcept {

@@ -27,11 +27,12 @@ public:
     }
     ~HostBuffer() { reset(); }
 
-    // A zero-filled image buffer (kind 1); LibraryError when the host
-    // refuses.
-    static HostBuffer image(const HostShape& shape, int32_t type);
-    // A view of lines [0, height) of every plane of block 0 of `parent`.
-    static HostBuffer top_lines(int32_t parent, const HostShape& shape, int32_t height);
+    // A zero-filled image buffer (kind 1), with the host's allocation
+    // flags; LibraryError when the host refuses.
+    static HostBuffer image(const HostShape& shape, int32_t type, int32_t flags = 0);
+    // A one-block view of lines [0, height) of every plane of block `block`
+    // of `parent`, a buffer of `shape`.
+    static HostBuffer view(int32_t parent, const HostShape& shape, int32_t block, int32_t height);
 
     int32_t get() const noexcept { return handle_; }
     void reset() noexcept;

@@ -126,9 +126,10 @@ def from_host(handle, shape, dtype):
 
 
 def call(entry, canonical, result_planes, result_dtype=None, parity=None, space=None,
-         one_result=False):
+         one_result=False, result_flags=0):
     """Runs ``entry(src, byref(dst))`` on a canonical image and returns the
-    canonical result (a new destination of the result's geometry)."""
+    canonical result (a new destination of the result's geometry, allocated
+    with the host's ``result_flags``)."""
     result_dtype = np.dtype(result_dtype or canonical.dtype)
     e3, e2, _, h, w = canonical.shape
     if one_result:
@@ -137,7 +138,7 @@ def call(entry, canonical, result_planes, result_dtype=None, parity=None, space=
     dst = i32(-1)
     try:
         check(base.IPL_BufAlloc(ctypes.byref(dst), w, h, result_planes, e2, e3,
-                                TYPES[result_dtype], 1, 0))
+                                TYPES[result_dtype], 1, result_flags))
         base.IPL_SetErrorCode(0)
         check(entry(src, ctypes.byref(dst)))
         return from_host(dst.value, (e3, e2, result_planes, h, w), result_dtype)

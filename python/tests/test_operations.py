@@ -165,8 +165,10 @@ def test_demosaic_matches_library(pattern, to, dtype, layout):
     raw = random_image((HEIGHT, WIDTH), dtype)
     parity = {"GRBG": 0, "RGGB": 1, "BGGR": 2, "GBRG": 3}[pattern]
     b = SPACES[to]
+    # Lines without padding (alignment 1, flags 1 << 8), as the package
+    # allocates a mosaic's result.
     want = expected(convert_entry(ref.code(2048, b)), raw, 1, 1 if b == 2 else 3, layout,
-                    parity=parity)
+                    parity=parity, result_flags=1 << 8)
     assert_same(ozu_color.demosaic(raw, pattern, to, layout=layout), want)
 
 
@@ -200,3 +202,11 @@ def test_demosaic_of_a_scene_keeps_each_sampled_channel():
         raw = mosaic(rgb, pattern)
         got = ozu_color.demosaic(raw, pattern)
         assert np.array_equal(mosaic(got, pattern), raw)
+
+
+def test_demosaic_to_grey_is_the_grey_of_the_colour_result():
+    # Odd width: the grey rows must land on their own lines, not packed.
+    raw = random_image((HEIGHT, WIDTH), np.uint8, seed=9)
+    rgb = ozu_color.demosaic(raw, "GBRG").astype(np.int32)
+    grey = (299 * rgb[..., 0] + 587 * rgb[..., 1] + 114 * rgb[..., 2] + 500) // 1000
+    assert_same(ozu_color.demosaic(raw, "GBRG", "I"), grey.astype(np.uint8))
