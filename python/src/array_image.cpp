@@ -54,7 +54,8 @@ void describe_memory(ArrayImage& image, int32_t planes, Layout layout) {
     image.shape.planes = planes;
     image.interleaved = planes == 3 && layout == Layout::Interleaved;
     image.elementSize = static_cast<size_t>(image.array.itemsize());
-    image.data = static_cast<char*>(image.array.mutable_data());
+    // Sources are only read: a read-only array is used as it is.
+    image.data = static_cast<char*>(const_cast<void*>(image.array.data()));
 }
 
 }  // namespace

@@ -34,7 +34,8 @@ py::array convert(py::handle img, uint32_t code, int32_t resultType, int32_t par
     op.resultPlanes = planes_of_space(static_cast<int32_t>(code >> 16));
     op.resultType = resultType;
     op.bayerParity = parity;
-    op.gaplessResult = (code & 0xFFFFu) == COL_BAYER;
+    op.mosaicSource = (code & 0xFFFFu) == COL_BAYER;
+    op.gaplessResult = op.mosaicSource;
     op.linesIndependent = banded;
     return run_operation(op, img, layout_of(planar), std::move(out), threads);
 }

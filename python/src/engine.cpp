@@ -195,6 +195,10 @@ void run_whole(const Operation& op, const ArrayImage& in, const ArrayImage& out,
 py::array run_operation(const Operation& op, py::handle input, Layout layout, py::object out,
                         int64_t threads) {
     const ArrayImage in = input_image(input, op.sourcePlanes, layout, "img");
+    if (op.mosaicSource && in.elementSize != 1)
+        fail(COL_ERR_PIXEL_TYPE, "img: a mosaic is demosaiced from 8-bit pixels only");
+    if (op.mosaicSource && (in.shape.width < 2 || in.shape.height < 2))
+        fail(COL_ERR_RANGE, "img: a mosaic needs at least 2 x 2 pixels");
     HostShape shape = in.shape;
     shape.planes = op.resultPlanes;
     std::vector<py::ssize_t> stack = in.stack;

@@ -42,6 +42,10 @@ struct Operation {
     // Whether bands of lines give the same bits as the whole image.
     bool linesIndependent = false;
     int32_t bayerParity = -1;  // recorded on the source's descriptor when 0..3
+    // The source is a raw mosaic, which the library demosaics from 8-bit
+    // images of at least 2 x 2 pixels only; it refuses others without a
+    // code of its own, so they are refused here first.
+    bool mosaicSource = false;
     int32_t sourceSpace = 0;   // recorded as the source's colour space when not 0
     bool oneResult = false;    // one result image whatever the stack
     // The result's lines follow one another without padding: the grey
