@@ -24,8 +24,12 @@ std::vector<py::ssize_t> image_dims(const HostShape& s, Layout layout) {
 
 std::string describe_shape(const std::vector<py::ssize_t>& dims) {
     std::string text = "(";
-    for (size_t d = 0; d < dims.size(); ++d) text += (d ? ", " : "") + std::to_string(dims[d]);
-    return text + (dims.size() == 1 ? ",)" : ")");
+    for (size_t d = 0; d < dims.size(); ++d) {
+        if (d > 0) text += ", ";
+        text += std::to_string(dims[d]);
+    }
+    text += dims.size() == 1 ? ",)" : ")";
+    return text;
 }
 
 std::string describe_shape(const py::array& array) {
