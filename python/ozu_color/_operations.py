@@ -177,14 +177,15 @@ def twist(matrix, dtype=None, layout="interleaved"):
 
 def to_grey(weights, dtype=None, layout="interleaved"):
     w, result_type, planar = _numbers(weights, 3, "weights"), _result_type(dtype), _planar(layout)
-    return Request(lambda img, out, threads: _core.to_grey(
-        img, w, result_type, True, planar, out, threads), LINES, 3, 1, result_type, planar)
+    return Request(lambda img, out, threads: _core.weighted(
+        True, img, w, result_type, True, planar, out, threads), LINES, 3, 1, result_type, planar)
 
 
 def to_colour(weights, dtype=None, layout="interleaved"):
     w, result_type, planar = _numbers(weights, 3, "weights"), _result_type(dtype), _planar(layout)
-    return Request(lambda img, out, threads: _core.to_colour(
-        img, w, result_type, True, planar, out, threads), LINES, 1, 3, result_type, planar)
+    return Request(lambda img, out, threads: _core.weighted(
+        False, img, w, result_type, True, planar, out, threads), LINES, 1, 3, result_type,
+        planar)
 
 
 _COMBINE = {"all": 0, "any": 1}

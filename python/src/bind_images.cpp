@@ -120,22 +120,9 @@ void bind_images(py::module_& m) {
           py::arg("threads"));
     m.def("twist", &twist, py::arg("img"), py::arg("matrix"), py::arg("result_type"),
           py::arg("banded"), py::arg("planar"), py::arg("out"), py::arg("threads"));
-    m.def(
-        "to_grey",
-        [](py::handle img, const std::array<double, 3>& w, int32_t type, bool banded, bool planar,
-           py::object out, int64_t threads) {
-            return weighted(true, img, w, type, banded, planar, std::move(out), threads);
-        },
-        py::arg("img"), py::arg("weights"), py::arg("result_type"), py::arg("banded"),
-        py::arg("planar"), py::arg("out"), py::arg("threads"));
-    m.def(
-        "to_colour",
-        [](py::handle img, const std::array<double, 3>& w, int32_t type, bool banded, bool planar,
-           py::object out, int64_t threads) {
-            return weighted(false, img, w, type, banded, planar, std::move(out), threads);
-        },
-        py::arg("img"), py::arg("weights"), py::arg("result_type"), py::arg("banded"),
-        py::arg("planar"), py::arg("out"), py::arg("threads"));
+    m.def("weighted", &weighted, py::arg("to_grey"), py::arg("img"), py::arg("weights"),
+          py::arg("result_type"), py::arg("banded"), py::arg("planar"), py::arg("out"),
+          py::arg("threads"));
     m.def("threshold", &threshold, py::arg("img"), py::arg("source_space"), py::arg("space"),
           py::arg("bounds"), py::arg("mode"), py::arg("banded"), py::arg("planar"),
           py::arg("out"), py::arg("threads"));
