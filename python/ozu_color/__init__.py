@@ -52,7 +52,8 @@ def convert(img, to, frm="RGB", dtype=None, *, layout="interleaved", out=None, t
     ``XYZ709``, ``XYZITU``, ``CMY``, ``I`` (intensity, a grey ``H x W``
     image), long forms such as ``Hue/Saturation/Value`` (see
     :func:`spaces`), or given by identifier. ``frm="Bayer"`` takes a raw
-    mosaic of the host's default pattern; :func:`demosaic` names it.
+    mosaic of the host's default pattern (GRBG); :func:`demosaic` names
+    the pattern.
 
     Args:
         img: the source image (one plane for ``I``, three otherwise).
@@ -215,7 +216,7 @@ def demosaic(raw, pattern="RGGB", to="RGB", *, layout="interleaved", out=None, t
 
     Raises:
         Error: an unknown pattern (-505), another target (-506), a 16-bit
-            mosaic (-106).
+            mosaic (-106), one smaller than 2 x 2 (-505).
     """
     return _ops.demosaic(pattern, to, layout)(raw, out, threads)
 

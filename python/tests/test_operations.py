@@ -210,3 +210,10 @@ def test_demosaic_to_grey_is_the_grey_of_the_colour_result():
     rgb = ozu_color.demosaic(raw, "GBRG").astype(np.int32)
     grey = (299 * rgb[..., 0] + 587 * rgb[..., 1] + 114 * rgb[..., 2] + 500) // 1000
     assert_same(ozu_color.demosaic(raw, "GBRG", "I"), grey.astype(np.uint8))
+
+
+def test_convert_from_bayer_reads_the_default_pattern():
+    raw = random_image((HEIGHT, WIDTH), np.uint8, seed=10)
+    assert_same(ozu_color.convert(raw, "RGB", "Bayer"), ozu_color.demosaic(raw, "GRBG"))
+    assert not np.array_equal(ozu_color.convert(raw, "RGB", "Bayer"),
+                              ozu_color.demosaic(raw, "RGGB"))
