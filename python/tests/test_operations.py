@@ -67,6 +67,11 @@ def test_hsv_conversions_need_whole_images():
         whole = expected(convert_entry(code), img, 3, 3)
         banded = ozu_color._core.convert(img, code, 0, -1, True, False, None, 1)
         assert np.array_equal(banded, whole) == same, to
+    # The same holds for a threshold in such a space.
+    bounds = [128, 255, 0, 1, 0, 1]
+    whole = ozu_color._core.threshold(img, 8, 256, bounds, 1, False, False, None, 1)
+    banded = ozu_color._core.threshold(img, 8, 256, bounds, 1, True, False, None, 1)
+    assert not np.array_equal(banded, whole)
 
 
 @pytest.mark.parametrize("dtype", DTYPES)
@@ -110,10 +115,13 @@ THRESHOLD_CASES = [("RGB", "RGB"), ("RGB", "HSV"), ("RGB", "YUV"), ("HSV", "RGB"
 @pytest.mark.parametrize("dtype", DTYPES)
 @pytest.mark.parametrize("layout", LAYOUTS)
 @pytest.mark.parametrize("combine,invert,mode", [("all", False, 0), ("any", True, 3)])
-def test_threshold_matches_library(frm, space, dtype, layout, combine, invert, mode):
+# The second box catches the channel 0 of YCC-like spaces where a hue at its
+# maximum changes it (see test_hsv_conversions_need_whole_images).
+@pytest.mark.parametrize("ranges", [((20, 200), (40, 180), (0, 255)),
+                                    ((128, 255), (0, 1), (0, 1))])
+def test_threshold_matches_library(frm, space, dtype, layout, combine, invert, mode, ranges):
     if np.dtype(dtype).itemsize == 2 and frm != space:
         pytest.skip("16-bit images are thresholded in their own space only")
-    ranges = ((20, 200), (40, 180), (0, 255))
     img = source(frm, dtype, layout)
     a, b = SPACES[frm], SPACES[space]
     bounds = [v for r in ranges for v in r]
