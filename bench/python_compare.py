@@ -13,6 +13,7 @@ of N runs per call, in milliseconds and megapixels per second.
 
 import argparse
 import statistics
+import threading
 import time
 
 import cv2
@@ -61,6 +62,29 @@ def main():
         print(f"{name:<10} {our_median * 1e3:7.2f}/{our_best * 1e3:6.2f} "
               f"{cv_median * 1e3:7.2f}/{cv_best * 1e3:6.2f} {pixels / our_median / 1e6:10.0f} "
               f"{pixels / cv_median / 1e6:13.0f} {cv_median / our_median:6.2f}")
+    two_threads(rgb, args.runs)
+
+
+def two_threads(rgb, runs):
+    """Two Python threads converting at once (one thread each), against the
+    same calls one after the other: the GIL is released for each call."""
+    def work():
+        for _ in range(runs // 5 + 1):
+            ozu_color.convert(rgb, "HSV", threads=1)
+
+    start = time.perf_counter()
+    work()
+    work()
+    serial = time.perf_counter() - start
+    threads = [threading.Thread(target=work) for _ in range(2)]
+    start = time.perf_counter()
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    together = time.perf_counter() - start
+    print(f"RGB->HSV on one thread each, two Python threads at once: {together * 1e3:.0f} ms, "
+          f"one after the other: {serial * 1e3:.0f} ms ({together / serial:.2f})")
 
 
 if __name__ == "__main__":
