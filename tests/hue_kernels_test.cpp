@@ -456,6 +456,17 @@ TYPED_TEST(HueInverseInstance, EveryTargetMatchesTheScalarHsvToRgbKernel) {
         ozu_test::expect_targets_match_scalar<S, D>(subHSV2RGB_targets<S, D>(), srcMax, dstMax, true);
 }
 
+// Divisors other than the ranges of pixel types: odd, small, larger than
+// the source type holds, zero and negative (whose quotients are infinite or
+// negative and take the saturating conversion).
+TYPED_TEST(HueInverseInstance, EveryTargetMatchesTheScalarHsvToRgbKernelForAnyDivisor) {
+    using S = typename TypeParam::Src;
+    using D = typename TypeParam::Dst;
+    for (const int32_t srcMax : {0, 1, 3, 7, 60, 100, 254, 1000, 40000, -5})
+        ozu_test::expect_targets_match_scalar<S, D>(subHSV2RGB_targets<S, D>(), srcMax,
+                                                    ozu::pixel_max<D>, true);
+}
+
 // The whole 8-bit cube, one line per (red, green) with blue running over
 // the line, through each available target of a kernel against its scalar
 // version.
