@@ -2,7 +2,9 @@
 // calling threads at once; init's refusal passed on.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <thread>
 #include <vector>
@@ -72,6 +74,34 @@ TEST(ThreadPool, ServesSeveralCallingThreadsAtOnce) {
         });
     for (auto& c : callers) c.join();
     EXPECT_EQ(wrong, 0);
+    OZU_ThreadPoolDestroy(pool);
+}
+
+// Workers watch for the next run for a while and then sleep: runs that
+// follow at once, after a pause longer than the watch, with fewer jobs than
+// threads (some workers left out) and with jobs that outlast the watch
+// (the calling thread then sleeps until the last worker is done).
+TEST(ThreadPool, RunsBackToBackAfterPausesAndWithJobsOutlastingTheWatch) {
+    void* pool = OZU_ThreadPoolCreate(4);
+    ASSERT_NE(pool, nullptr);
+    int wrong = 0;
+    for (int round = 0; round < 400; ++round) {
+        const uint32_t n = std::array<uint32_t, 4>{1, 2, 3, 50}[round % 4];
+        if (round % 50 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        Jobs jobs(n);
+        if (OZU_ThreadPoolRunner(pool, &jobs, count_init, count_job, 0, n) != 0) ++wrong;
+        for (auto& c : jobs.counts) wrong += c != 1;
+        wrong += jobs.badThread != 0u;
+    }
+    EXPECT_EQ(wrong, 0);
+
+    std::atomic<int> done{0};
+    const auto slow = [](void* opaque, uint32_t, uint32_t) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ++*static_cast<std::atomic<int>*>(opaque);
+    };
+    EXPECT_EQ(OZU_ThreadPoolRunner(pool, &done, nullptr, slow, 0, 9), 0);
+    EXPECT_EQ(done, 9);
     OZU_ThreadPoolDestroy(pool);
 }
 

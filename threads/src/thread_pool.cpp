@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -16,6 +17,33 @@
 
 namespace {
 
+// A thread waiting for work or for the end of a run first watches for it
+// this long before it sleeps: a caller converting frame after frame asks for
+// the next run within microseconds, and waking a sleeping thread takes
+// about as long as a small image's whole conversion.
+constexpr auto kWatch = std::chrono::microseconds(100);
+
+void relax() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
+// Polls `ready` for up to kWatch; whether it became true.
+template <class Ready>
+bool watch(Ready ready) {
+    const auto until = std::chrono::steady_clock::now() + kWatch;
+    for (;;) {
+        for (int i = 0; i < 64; ++i) {
+            if (ready()) return true;
+            relax();
+        }
+        if (std::chrono::steady_clock::now() >= until) return ready();
+    }
+}
+
 class ThreadPool {
 public:
     explicit ThreadPool(uint32_t threads) : threads_(threads) {}
@@ -23,7 +51,7 @@ public:
     ~ThreadPool() {
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            stopping_ = true;
+            stopping_.store(true, std::memory_order_release);
         }
         wake_.notify_all();
         for (std::thread& worker : workers_) worker.join();
@@ -53,62 +81,84 @@ public:
             if (status != 0) return status;
         }
         if (jobs == 0) return 0;
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            opaque_ = opaque;
-            func_ = func;
-            next_.store(start, std::memory_order_relaxed);
-            end_ = end;
-            used_ = used;
-            busy_ = used - 1;
-            ++generation_;
+        if (used == 1) {
+            for (uint32_t job = start; job < end; ++job) func(opaque, job, 0);
+            return 0;
         }
-        if (used > 1) wake_.notify_all();
+        // The run's description is published by the new generation number:
+        // a worker reads it only after it has seen that number.
+        opaque_.store(opaque, std::memory_order_relaxed);
+        func_.store(func, std::memory_order_relaxed);
+        next_.store(start, std::memory_order_relaxed);
+        end_.store(end, std::memory_order_relaxed);
+        used_.store(used, std::memory_order_relaxed);
+        busy_.store(used - 1, std::memory_order_relaxed);
+        {
+            // Under the lock, so that a worker about to sleep either sees
+            // the new number or is already waiting when the notice comes.
+            std::lock_guard<std::mutex> lock(mutex_);
+            generation_.fetch_add(1, std::memory_order_release);
+        }
+        wake_.notify_all();
         take_jobs(0);
-        std::unique_lock<std::mutex> lock(mutex_);
-        done_.wait(lock, [this] { return busy_ == 0; });
+        const auto finished = [this] { return busy_.load(std::memory_order_acquire) == 0; };
+        if (!watch(finished)) {
+            std::unique_lock<std::mutex> lock(mutex_);
+            done_.wait(lock, finished);
+        }
         return 0;
     }
 
 private:
     void take_jobs(uint32_t thread) {
+        void* const opaque = opaque_.load(std::memory_order_relaxed);
+        const OZU_ParallelRunFunction func = func_.load(std::memory_order_relaxed);
+        const uint32_t end = end_.load(std::memory_order_relaxed);
         for (;;) {
             const uint32_t job = next_.fetch_add(1, std::memory_order_relaxed);
-            if (job >= end_) return;
-            func_(opaque_, job, thread);
+            if (job >= end) return;
+            func(opaque, job, thread);
         }
     }
 
     void serve(uint32_t thread) {
         uint64_t seen = 0;
-        std::unique_lock<std::mutex> lock(mutex_);
+        const auto called = [&] {
+            return stopping_.load(std::memory_order_acquire) ||
+                   generation_.load(std::memory_order_acquire) != seen;
+        };
         for (;;) {
-            wake_.wait(lock, [&] { return stopping_ || generation_ != seen; });
-            if (stopping_) return;
-            seen = generation_;
+            if (!watch(called)) {
+                std::unique_lock<std::mutex> lock(mutex_);
+                wake_.wait(lock, called);
+            }
+            if (stopping_.load(std::memory_order_acquire)) return;
+            seen = generation_.load(std::memory_order_acquire);
             // A run on fewer threads than the pool has leaves this one out.
-            if (thread >= used_) continue;
-            lock.unlock();
+            if (thread >= used_.load(std::memory_order_relaxed)) continue;
             take_jobs(thread);
-            lock.lock();
-            if (--busy_ == 0) done_.notify_one();
+            if (busy_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+                std::lock_guard<std::mutex> lock(mutex_);
+                done_.notify_one();
+            }
         }
     }
 
     const uint32_t threads_;
     std::vector<std::thread> workers_;
     std::mutex runMutex_;  // one run at a time
-    std::mutex mutex_;     // guards the run's description and the counters
+    std::mutex mutex_;     // for sleeping and waking only
     std::condition_variable wake_;
     std::condition_variable done_;
-    bool stopping_ = false;
-    uint64_t generation_ = 0;
-    void* opaque_ = nullptr;
-    OZU_ParallelRunFunction func_ = nullptr;
+    std::atomic<bool> stopping_{false};
+    std::atomic<uint64_t> generation_{0};
+    // The current run.
+    std::atomic<void*> opaque_{nullptr};
+    std::atomic<OZU_ParallelRunFunction> func_{nullptr};
     std::atomic<uint32_t> next_{0};
-    uint32_t end_ = 0;
-    uint32_t used_ = 1;
-    uint32_t busy_ = 0;
+    std::atomic<uint32_t> end_{0};
+    std::atomic<uint32_t> used_{1};
+    std::atomic<uint32_t> busy_{0};  // workers of the run still taking jobs
 };
 
 }  // namespace
