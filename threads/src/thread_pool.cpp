@@ -122,7 +122,7 @@ private:
     }
 
     void serve(uint32_t thread) {
-        uint64_t seen = 0;
+        uint32_t seen = 0;
         const auto called = [&] {
             return stopping_.load(std::memory_order_acquire) ||
                    generation_.load(std::memory_order_acquire) != seen;
@@ -151,7 +151,7 @@ private:
     std::condition_variable wake_;
     std::condition_variable done_;
     std::atomic<bool> stopping_{false};
-    std::atomic<uint64_t> generation_{0};
+    std::atomic<uint32_t> generation_{0};  // compared for change only: wraps freely
     // The current run.
     std::atomic<void*> opaque_{nullptr};
     std::atomic<OZU_ParallelRunFunction> func_{nullptr};
