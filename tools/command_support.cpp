@@ -24,18 +24,16 @@ HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, 
 }
 
 void save_image(std::ostream& out, int32_t handle, const std::string& path,
-                const std::string& meaning) {
+                const std::string& meaning, SignedMode mode, int32_t space) {
     int32_t type = 0;
     library_call("IPL_BufInquire", [&] { return IPL_BufInquire(handle, BASE_ATTR_TYPE, &type); });
-    const Raster raster = buffer_to_raster(handle);
+    const Raster raster =
+        space == 0 && writes_offset(type, mode) ? stored_from_signed(handle)
+                                                : buffer_to_raster(handle);
     write_image_file(path, raster);
     out << "wrote " << path << " (" << raster.channels
         << (raster.channels == 1 ? " channel, " : " channels, ") << raster.depth
-        << "-bit): " << meaning;
-    if (type == BASE_TYPE_S8 || type == BASE_TYPE_S16)
-        out << "; signed " << pixel_type_name(type) << " samples rescaled to 0.."
-            << (type == BASE_TYPE_S8 ? "255" : "65535") << ", negative values written as 0";
-    out << '\n';
+        << "-bit): " << meaning << signed_note(type, space, mode) << '\n';
 }
 
 void save_raster(std::ostream& out, const Raster& raster, const std::string& path,
