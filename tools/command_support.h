@@ -46,8 +46,10 @@ int run_tool(const std::vector<std::string>& words, std::ostream& out, std::ostr
 // Reads an image file into a buffer of pixel type `type` (0 keeps the file's
 // own: unsigned 8 or 16 bit) and, when `space` is not 0, records that colour
 // space on it (attribute 43), since some entries read it from the buffer.
-// Notes of the reading (an alpha channel dropped, say) go to `out`.
-HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, int32_t space = 0);
+// Notes of the reading (an alpha channel dropped, say) go to `out`; the
+// file's bits per sample (8 or 16) to `depth` when it is not null.
+HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, int32_t space = 0,
+                      int32_t* depth = nullptr);
 
 // Writes a one- or three-plane result and prints one note:
 // "wrote PATH (3 channels, 8-bit): MEANING", with what became of signed
@@ -66,6 +68,10 @@ void save_raster(std::ostream& out, const Raster& raster, const std::string& pat
 // "channel 1 = H, channel 2 = S, channel 3 = V (HSV)": the channel names of a
 // colour space as the library gives them (COL_GetModelFromID, COL_ExtractModel).
 std::string channel_meaning(int32_t space);
+
+// The channel names of a colour space's model ("H", "S", "V"); fewer than
+// three where the library names fewer.
+std::vector<std::string> channel_names(int32_t space);
 
 // The short name of a colour space ("XYZ601"), or its number when it has none.
 std::string space_name(int32_t space);

@@ -99,7 +99,7 @@ void run_to_grey(const Invocation& inv) {
     const Arguments args(inv.words, {{"weights", true}, {"type", true}, {"signed", true}});
     const ImageArguments files = image_arguments(args);
     const std::vector<double> w =
-        parse_doubles(args.value_or("weights", "0.299,0.587,0.114"), 3, "--weights");
+        parse_weights(args.value_or("weights", "0.299,0.587,0.114"), "--weights");
     check_output_path(files.output, 1);
 
     HostBuffer source = load_image(inv.out, files.input, files.type);
@@ -116,7 +116,7 @@ void run_to_grey(const Invocation& inv) {
 void run_to_colour(const Invocation& inv) {
     const Arguments args(inv.words, {{"weights", true}, {"type", true}, {"signed", true}});
     const ImageArguments files = image_arguments(args);
-    const std::vector<double> w = parse_doubles(args.value_or("weights", "1,1,1"), 3, "--weights");
+    const std::vector<double> w = parse_weights(args.value_or("weights", "1,1,1"), "--weights");
     check_output_path(files.output, 3);
 
     HostBuffer source = load_image(inv.out, files.input, files.type);
