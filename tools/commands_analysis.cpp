@@ -1,5 +1,6 @@
 // ozu-color threshold, distance and max-contrast: the analysis operations.
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -35,17 +36,21 @@ constexpr const char* kThresholdUsage =
     "  ozu-color threshold --space HSV --ranges 0:30,100:255,50:255 in.png mask.png\n";
 
 constexpr const char* kDistanceUsage =
-    "usage: ozu-color distance --colour1 C1 --colour2 C2 [--type T] INPUT OUTPUT\n"
+    "usage: ozu-color distance --colour1 C1 --colour2 C2 [--scale stretch|raw]\n"
+    "                          [--type T] INPUT OUTPUT\n"
     "\n"
     "The relative colour distance image of a three-channel 8-bit image\n"
     "(COL_CalcColorDistanceImage). With dk the squared distance of a pixel to Ck\n"
     "divided by 765 (0 to 255), each output pixel is (d1 - d2) / (d2 + 1): 0\n"
     "where the pixel is at least as near to C1 as to C2, growing as it lies\n"
-    "nearer to C2.\n"
+    "nearer to C2. On a photograph these values rarely pass 20, which looks black,\n"
+    "so by default they are stretched linearly to the full range: v becomes\n"
+    "round(v x 255 / M), M being the image's largest value (the note gives M).\n"
     "\n"
     "options:\n"
     "  --colour1 C      first reference colour: 0xRRGGBB, #RRGGBB or a decimal\n"
-    "  --colour2 C      second reference colour\n" OZU_TOOL_TYPE_HELP
+    "  --colour2 C      second reference colour\n"
+    "  --scale S        stretch (default), or raw for the library's values\n" OZU_TOOL_TYPE_HELP
     "                   Default here u8, the only type the operation takes.\n"
     "\n"
     "example (how much nearer to red than to grey):\n"
@@ -171,8 +176,12 @@ void run_threshold(const Invocation& inv) {
 }
 
 void run_distance(const Invocation& inv) {
-    const Arguments args(inv.words, {{"colour1", true}, {"colour2", true}, {"type", true}});
+    const Arguments args(inv.words,
+                         {{"colour1", true}, {"colour2", true}, {"scale", true}, {"type", true}});
     const ImageArguments files = image_arguments(args, "u8");
+    const std::string scale = args.value_or("scale", "stretch");
+    if (scale != "stretch" && scale != "raw")
+        throw UsageError(COL_ERR_RANGE, "bad --scale '" + scale + "': expected stretch or raw");
     const int32_t colour1 = parse_colour(args.required("colour1"), "--colour1");
     const int32_t colour2 = parse_colour(args.required("colour2"), "--colour2");
     check_output_path(files.output, 1);
@@ -182,8 +191,22 @@ void run_distance(const Invocation& inv) {
     library_call("COL_CalcColorDistanceImage", [&] {
         return COL_CalcColorDistanceImage(source.get(), distance.slot(), colour1, colour2);
     });
-    save_image(inv.out, distance.get(), files.output,
-               "0 where nearer to colour 1, growing towards 255 as nearer to colour 2");
+    const std::string meaning =
+        "0 where nearer to colour 1, growing towards 255 as nearer to colour 2";
+    if (scale == "raw") {
+        save_image(inv.out, distance.get(), files.output, meaning);
+        return;
+    }
+    Raster raster = buffer_to_raster(distance.get());
+    const uint32_t largest = *std::max_element(raster.samples.begin(), raster.samples.end());
+    const uint32_t full = raster.depth == 8 ? 255u : 65535u;
+    if (largest != 0)
+        for (uint16_t& v : raster.samples)
+            v = static_cast<uint16_t>((v * full + largest / 2) / largest);
+    save_raster(inv.out, raster, files.output,
+                meaning + "; stretched: the library's 0.." + std::to_string(largest) +
+                    " written as 0.." + std::to_string(largest == 0 ? 0 : full) +
+                    " (--scale raw keeps them)");
 }
 
 std::vector<int32_t> parse_candidates(const std::string& text) {

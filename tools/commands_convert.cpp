@@ -35,8 +35,9 @@ constexpr const char* kUsage =
     "  --to SPACE       the colour space to convert into (required)\n" OZU_TOOL_TYPE_HELP
     "  --signed MODE    offset (default): signed channels stored and read with\n"
     "                   the offset above; clip: the library's unsigned results as\n"
-    "                   they come (YCC chroma and 16-bit YUV and YIQ chroma below\n"
-    "                   -128 become 0), signed pixel types rescaled by range\n"
+    "                   they come (YCC chroma below 0, and 16-bit YUV and YIQ\n"
+    "                   chroma below -128, become 0), signed pixel types\n"
+    "                   rescaled by range\n"
     "\n"
     "example:\n"
     "  ozu-color convert --from RGB --to HSV photo.png photo-hsv.png\n";

@@ -44,11 +44,12 @@ std::vector<int32_t> read_plane(int32_t handle, const Shape& s, int32_t plane) {
     });
     std::vector<int32_t> values(count);
     for (size_t k = 0; k < count; ++k) {
-        switch (s.type) {
-            case BASE_TYPE_S8: values[k] = reinterpret_cast<const int8_t*>(bytes.data())[k]; break;
-            case BASE_TYPE_U8: values[k] = bytes[k]; break;
-            case BASE_TYPE_S16: values[k] = reinterpret_cast<const int16_t*>(bytes.data())[k]; break;
-            default: values[k] = reinterpret_cast<const uint16_t*>(bytes.data())[k]; break;
+        if (element_size(s.type) == 1) {
+            values[k] = s.type == BASE_TYPE_S8 ? int32_t(static_cast<int8_t>(bytes[k])) : bytes[k];
+        } else {
+            uint16_t v16 = 0;
+            std::memcpy(&v16, &bytes[2 * k], 2);
+            values[k] = s.type == BASE_TYPE_S16 ? int32_t(static_cast<int16_t>(v16)) : v16;
         }
     }
     return values;

@@ -346,12 +346,12 @@ TEST(ToolThreshold, RefusesAMalformedRange) {
     }
 }
 
-TEST(ToolDistance, MatchesTheLibrary) {
+TEST(ToolDistance, RawScaleMatchesTheLibrary) {
     ScratchDir dir;
     const Samples input = random_samples(kWidth, kHeight, 3, 8, 18);
     write_pnm(dir.file("in.ppm"), input);
     const auto run = run_tool(dir, {"distance", "--colour1", "0x102030", "--colour2", "#F0E0D0",
-                                    dir.file("in.ppm"), dir.file("d.pgm")});
+                                    "--scale", "raw", dir.file("in.ppm"), dir.file("d.pgm")});
     ASSERT_EQ(run.status, 0) << run.err;
 
     Owned src(buffer_from(input));
@@ -360,6 +360,31 @@ TEST(ToolDistance, MatchesTheLibrary) {
     const Samples expected = samples_of(dst.get());
     EXPECT_TRUE(same_samples(expected, read_pnm(dir.file("d.pgm"))));
     EXPECT_NE(*std::max_element(expected.values.begin(), expected.values.end()), 0);
+}
+
+TEST(ToolDistance, IsStretchedToTheFullRangeByDefault) {
+    ScratchDir dir;
+    const Samples input = random_samples(kWidth, kHeight, 3, 8, 18);
+    write_pnm(dir.file("in.ppm"), input);
+    const auto run = run_tool(dir, {"distance", "--colour1", "0x102030", "--colour2", "#F0E0D0",
+                                    dir.file("in.ppm"), dir.file("d.pgm")});
+    ASSERT_EQ(run.status, 0) << run.err;
+    Owned src(buffer_from(input));
+    Owned dst;
+    ASSERT_EQ(COL_CalcColorDistanceImage(src.get(), dst.slot(), 0x102030, 0xF0E0D0), 1);
+    const Samples raw = samples_of(dst.get());
+    const uint32_t largest = *std::max_element(raw.values.begin(), raw.values.end());
+    ASSERT_GT(largest, 0u);
+    ASSERT_LT(largest, 255u);
+    EXPECT_NE(run.out.find("; stretched: the library's 0.." + std::to_string(largest) +
+                           " written as 0..255 (--scale raw keeps them)\n"),
+              std::string::npos)
+        << run.out;
+    const Samples written = read_pnm(dir.file("d.pgm"));
+    ASSERT_EQ(written.values.size(), raw.values.size());
+    for (size_t k = 0; k < raw.values.size(); ++k)
+        ASSERT_EQ(written.values[k], (raw.values[k] * 255u + largest / 2) / largest) << k;
+    EXPECT_EQ(*std::max_element(written.values.begin(), written.values.end()), 255);
 }
 
 TEST(ToolDistance, PassesThePlaneErrorForAGreyImage) {

@@ -272,4 +272,43 @@ TEST(ToolMessages, MaxContrastNamesTheWinningCandidateAndChannel) {
         << own.out;
 }
 
+// ---- the behaviours kept for compatibility, as the README shows them ----------------
+
+std::vector<uint16_t> one_pixel_result(const ScratchDir& dir, std::vector<uint16_t> pixel,
+                                       std::vector<std::string> args, const char* output) {
+    write_pnm(dir.file("pixel.ppm"), Samples{1, 1, 3, 8, pixel});
+    args.push_back(dir.file("pixel.ppm"));
+    args.push_back(dir.file(output));
+    const auto run = run_tool(dir, args);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return read_pnm(dir.file(output)).values;
+}
+
+TEST(ToolMessages, TheReadmesKeptBehavioursGiveTheValuesItShows) {
+    ScratchDir dir;
+    using V = std::vector<uint16_t>;
+    EXPECT_EQ(one_pixel_result(dir, {255, 255, 255}, {"convert", "--from", "HSV", "--to", "RGB"},
+                               "o.ppm"),
+              (V{0, 0, 0}));
+    EXPECT_EQ(one_pixel_result(dir, {254, 255, 255}, {"convert", "--from", "HSV", "--to", "RGB"},
+                               "o.ppm"),
+              (V{255, 0, 6}));
+    EXPECT_EQ(one_pixel_result(dir, {128, 128, 128}, {"convert", "--to", "HSV"}, "o.ppm"),
+              (V{44, 0, 128}));
+    EXPECT_EQ(one_pixel_result(dir, {128, 128, 128}, {"convert", "--to", "HLS"}, "o.ppm"),
+              (V{0, 128, 0}));
+    EXPECT_EQ(one_pixel_result(dir, {200, 200, 200}, {"to-grey", "--weights", "1,1,1"}, "o.pgm"),
+              (V{88}));
+    EXPECT_EQ(one_pixel_result(dir, {255, 255, 255}, {"convert", "--to", "I"}, "o.pgm"), (V{254}));
+    EXPECT_EQ(one_pixel_result(dir, {128, 128, 128},
+                               {"twist", "--matrix", "1,0,0,0,0,1,0,0,0,0,1,0,0.01,0,0,0"}, "o.ppm"),
+              (V{209, 128, 128}));
+    const auto model = run_tool(dir, {"model", "long", "C/M/Y"});
+    EXPECT_EQ(model.out, "C/M/Y601\n");
+    const auto help = run_tool(dir, {"convert", "--help"});
+    EXPECT_NE(help.out.find("README.md, section \"Behaviours kept for compatibility\""),
+              std::string::npos)
+        << help.out;
+}
+
 }  // namespace
