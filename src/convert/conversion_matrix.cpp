@@ -1,7 +1,6 @@
 // COL_GetConversionMatrix: the fixed-point matrix of a linear conversion, so
 // that a caller can run the same product through COL_ColorTwist (with an
 // offset the conversion itself does not add, say).
-#include <cstring>
 
 #include <ozu/color.h>
 
