@@ -191,10 +191,12 @@ bool reads_chroma_offset(int32_t from, int32_t type, SignedMode mode) {
 }
 
 HostBuffer convert_keeping_signs(int32_t source, int32_t from, int32_t to, SignedMode mode) {
-    const int32_t type = shape_of(source).type;
-    const bool readOffset = reads_chroma_offset(from, type, mode);
-    const bool writeOffset = writes_chroma_offset(to, type, mode);
-    if (!readOffset && !writeOffset) return library_convert(source, from, to);
+    const Shape s = shape_of(source);
+    const bool readOffset = reads_chroma_offset(from, s.type, mode);
+    const bool writeOffset = writes_chroma_offset(to, s.type, mode);
+    // A source of other than three planes cannot be YCC or go through RGB:
+    // the library's conversion refuses it with its own code.
+    if ((!readOffset && !writeOffset) || s.planes != 3) return library_convert(source, from, to);
     HostBuffer rgb;
     if (from != COL_RGB)
         rgb = readOffset ? offset_ycc_to_rgb(source) : library_convert(source, from, COL_RGB);

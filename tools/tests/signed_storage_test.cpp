@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -239,6 +240,17 @@ TEST(SignedStorage, SignedGreyIsStoredPlusHalfTheRangeOrClipped) {
     for (size_t k = 0; k < values.size(); ++k)
         ASSERT_EQ(clipped.values[k], values[k] <= 0 ? 0 : std::lround(values[k] * 255.0 / 127.0))
             << k;
+}
+
+TEST(SignedStorage, AGreyImageAsYccGetsTheLibrarysPlaneError) {
+    ScratchDir dir;
+    write_pnm(dir.file("grey.pgm"), tool_test::random_samples(5, 4, 1, 8, 9));
+    const auto run = run_tool(dir, {"convert", "--from", "YCC", "--to", "RGB", dir.file("grey.pgm"),
+                                    dir.file("out.ppm")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "ozu-color convert: COL_ConvertColorSpace failed" +
+                           error_tail(COL_ERR_PLANES));
+    EXPECT_FALSE(std::filesystem::exists(dir.file("out.ppm")));
 }
 
 TEST(SignedStorage, AnUnknownModeIsAUsageError) {
