@@ -14,18 +14,17 @@ namespace ozu::tool {
 namespace {
 
 constexpr const char* kTwistUsage =
-    "usage: ozu-color twist --matrix M1,...,M16 [--type T] [--signed MODE]\n"
-    "                 INPUT OUTPUT\n"
+    "usage: ozu-color twist --matrix M1,...,M16 [--type T] INPUT OUTPUT\n"
     "\n"
     "Applies an affine colour matrix to a three-channel image (COL_ColorTwist).\n"
     "The 16 numbers are four rows of four. Rows 1 to 3 weigh input channels 1\n"
     "to 3, row 4 is an offset (1.0 adds 8192 levels); column k (1 to 3) makes\n"
     "output channel k and column 4 is ignored. The arithmetic is 13-bit fixed\n"
-    "point and every result is clamped to the pixel range.\n"
+    "point and every result is clamped to 0 .. the pixel type's maximum (a\n"
+    "twist gives no negative values, signed types included).\n"
     "\n"
     "options:\n"
     "  --matrix LIST    the 16 coefficients, row by row (required)\n" OZU_TOOL_TYPE_HELP
-        OZU_TOOL_SIGNED_HELP
     "\n"
     "example (swap red and blue):\n"
     "  ozu-color twist --matrix 0,0,1,0,0,1,0,0,1,0,0,0,0,0,0,0 in.png out.png\n";
@@ -82,7 +81,7 @@ ImageArguments image_arguments(const Arguments& args) {
 }
 
 void run_twist(const Invocation& inv) {
-    const Arguments args(inv.words, {{"matrix", true}, {"type", true}, {"signed", true}});
+    const Arguments args(inv.words, {{"matrix", true}, {"type", true}});
     const ImageArguments files = image_arguments(args);
     const std::vector<double> matrix = parse_doubles(args.required("matrix"), 16, "--matrix");
     check_output_path(files.output, 3);
@@ -92,7 +91,7 @@ void run_twist(const Invocation& inv) {
     library_call("COL_ColorTwist",
                  [&] { return COL_ColorTwist(source.get(), result.slot(), matrix.data()); });
     save_image(inv.out, result.get(), files.output,
-               "channel k = column k of the matrix applied to the input channels", files.mode);
+               "channel k = column k of the matrix applied to the input channels");
 }
 
 void run_to_grey(const Invocation& inv) {
