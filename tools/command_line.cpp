@@ -20,9 +20,11 @@ bool is_option_word(const std::string& word) {
            !std::isdigit(static_cast<unsigned char>(word[1])) && word[1] != '.';
 }
 
+// A value that cannot be used is a usage error (exit status 2) carrying the
+// library's code for a value out of range.
 [[noreturn]] void bad_value(const char* what, const std::string& text, const char* expected) {
-    throw ToolError(COL_ERR_RANGE,
-                    std::string("bad ") + what + " '" + text + "': expected " + expected);
+    throw UsageError(COL_ERR_RANGE,
+                     std::string("bad ") + what + " '" + text + "': expected " + expected);
 }
 
 std::vector<std::string> split_commas(const std::string& text) {
@@ -132,7 +134,7 @@ int32_t parse_space(const std::string& name, const char* option) {
     // An unknown name is no error to the library (it answers 0); to the tool
     // it is, with the library's code for an invalid colour space.
     if (id == 0)
-        throw ToolError(COL_ERR_COLOR_SPACE,
+        throw UsageError(COL_ERR_COLOR_SPACE,
                         std::string("unknown colour space '") + name + "' for " + option +
                             " (names are case-sensitive; see 'ozu-color spaces')");
     return id;
@@ -188,6 +190,17 @@ std::vector<uint32_t> parse_uint32s(const std::string& text, size_t count, const
     std::vector<uint32_t> values;
     for (const std::string& part : parts) values.push_back(parse_uint32(part, what));
     return values;
+}
+
+std::vector<double> parse_weights(const std::string& text, const char* what) {
+    const std::vector<double> weights = parse_doubles(text, 3, what);
+    // The library takes each weight from 0.0 to 1.0 (their sum may exceed 1).
+    for (size_t k = 0; k < weights.size(); ++k)
+        if (!(weights[k] >= 0.0 && weights[k] <= 1.0))
+            bad_value(what, text,
+                      ("three weights from 0 to 1 each; weight " + std::to_string(k + 1) +
+                       " is out of range").c_str());
+    return weights;
 }
 
 int32_t parse_colour(const std::string& text, const char* what) {

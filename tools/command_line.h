@@ -45,20 +45,24 @@ bool wants_help(const std::vector<std::string>& words);
 
 // A colour-space identifier from a name the library accepts
 // (COL_GetColorSpaceID: "RGB", "Hue/Saturation/Value", "XYZ709", ...).
-// Throws COL_ERR_COLOR_SPACE for a name it does not know.
+// A usage error with the code COL_ERR_COLOR_SPACE for a name it does not know.
 int32_t parse_space(const std::string& name, const char* option);
 
 // Pixel type code from "u8", "s8", "u16", "s16"; a usage error otherwise.
 int32_t parse_pixel_type(const std::string& name);
 
 // Numbers in the forms the options take. Every malformed or out-of-range
-// value is COL_ERR_RANGE, with `what` naming the option in the message.
+// value is a usage error with the code COL_ERR_RANGE, `what` naming the
+// option in the message.
 double parse_double(const std::string& text, const char* what);
 int32_t parse_int32(const std::string& text, const char* what);
 uint32_t parse_uint32(const std::string& text, const char* what);
-// Exactly `count` comma-separated numbers.
+// Exactly `count` comma-separated numbers. Malformed and out-of-range
+// values are usage errors (exit status 2) with the code COL_ERR_RANGE.
 std::vector<double> parse_doubles(const std::string& text, size_t count, const char* what);
 std::vector<uint32_t> parse_uint32s(const std::string& text, size_t count, const char* what);
+// Three weights of 0.0 to 1.0 each, as the grey and colour transforms take.
+std::vector<double> parse_weights(const std::string& text, const char* what);
 // A packed 24-bit colour: 0xRRGGBB, #RRGGBB or a decimal 0..16777215.
 int32_t parse_colour(const std::string& text, const char* what);
 

@@ -10,9 +10,11 @@
 
 namespace ozu::tool {
 
-HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, int32_t space) {
+HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, int32_t space,
+                      int32_t* depth) {
     ReadNotes notes;
     const Raster raster = read_image_file(path, &notes);
+    if (depth != nullptr) *depth = raster.depth;
     for (const std::string& line : notes.lines) out << "note: " << line << '\n';
     const int32_t native = raster.depth == 8 ? BASE_TYPE_U8 : BASE_TYPE_U16;
     HostBuffer buffer = raster_to_buffer(raster, type == 0 ? native : type);
@@ -24,18 +26,16 @@ HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, 
 }
 
 void save_image(std::ostream& out, int32_t handle, const std::string& path,
-                const std::string& meaning) {
+                const std::string& meaning, SignedMode mode, int32_t space) {
     int32_t type = 0;
     library_call("IPL_BufInquire", [&] { return IPL_BufInquire(handle, BASE_ATTR_TYPE, &type); });
-    const Raster raster = buffer_to_raster(handle);
+    const Raster raster =
+        space == 0 && writes_offset(type, mode) ? stored_from_signed(handle)
+                                                : buffer_to_raster(handle);
     write_image_file(path, raster);
     out << "wrote " << path << " (" << raster.channels
         << (raster.channels == 1 ? " channel, " : " channels, ") << raster.depth
-        << "-bit): " << meaning;
-    if (type == BASE_TYPE_S8 || type == BASE_TYPE_S16)
-        out << "; signed " << pixel_type_name(type) << " samples rescaled to 0.."
-            << (type == BASE_TYPE_S8 ? "255" : "65535") << ", negative values written as 0";
-    out << '\n';
+        << "-bit): " << meaning << signed_note(type, space, mode) << '\n';
 }
 
 void save_raster(std::ostream& out, const Raster& raster, const std::string& path,
@@ -54,7 +54,7 @@ std::string space_name(int32_t space) {
     return name;
 }
 
-std::string channel_meaning(int32_t space) {
+std::vector<std::string> channel_names(int32_t space) {
     const std::string name = space_name(space);
     std::vector<std::string> channels;
     for (int32_t k = 0; k < 3; ++k) {
@@ -66,6 +66,12 @@ std::string channel_meaning(int32_t space) {
         if (COL_ExtractModel(model, k, channel, sizeof channel) == 0 || channel[0] == '\0') break;
         channels.emplace_back(channel);
     }
+    return channels;
+}
+
+std::string channel_meaning(int32_t space) {
+    const std::string name = space_name(space);
+    const std::vector<std::string> channels = channel_names(space);
     if (channels.size() <= 1) return name;
     std::string meaning;
     for (size_t k = 0; k < channels.size(); ++k)

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host_buffer.h"
+#include "signed_storage.h"
 
 namespace ozu::tool {
 
@@ -45,13 +46,19 @@ int run_tool(const std::vector<std::string>& words, std::ostream& out, std::ostr
 // Reads an image file into a buffer of pixel type `type` (0 keeps the file's
 // own: unsigned 8 or 16 bit) and, when `space` is not 0, records that colour
 // space on it (attribute 43), since some entries read it from the buffer.
-// Notes of the reading (an alpha channel dropped, say) go to `out`.
-HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, int32_t space = 0);
+// Notes of the reading (an alpha channel dropped, say) go to `out`; the
+// file's bits per sample (8 or 16) to `depth` when it is not null.
+HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, int32_t space = 0,
+                      int32_t* depth = nullptr);
 
 // Writes a one- or three-plane result and prints one note:
-// "wrote PATH (3 channels, 8-bit): MEANING".
+// "wrote PATH (3 channels, 8-bit): MEANING", with what became of signed
+// samples (signed_storage.h). `space` is the result's colour space (0: none);
+// signed results without one are stored with the offset of half the range
+// under SignedMode::Offset, all others rescaled by range.
 void save_image(std::ostream& out, int32_t handle, const std::string& path,
-                const std::string& meaning);
+                const std::string& meaning, SignedMode mode = SignedMode::Clip,
+                int32_t space = 0);
 
 // Writes a raster the tool made itself, with the same note.
 struct Raster;
@@ -62,6 +69,10 @@ void save_raster(std::ostream& out, const Raster& raster, const std::string& pat
 // colour space as the library gives them (COL_GetModelFromID, COL_ExtractModel).
 std::string channel_meaning(int32_t space);
 
+// The channel names of a colour space's model ("H", "S", "V"); fewer than
+// three where the library names fewer.
+std::vector<std::string> channel_names(int32_t space);
+
 // The short name of a colour space ("XYZ601"), or its number when it has none.
 std::string space_name(int32_t space);
 
@@ -69,7 +80,13 @@ std::string space_name(int32_t space);
 #define OZU_TOOL_TYPE_HELP                                                            \
     "  --type T         pixel type of the image the library works on: u8, s8, u16\n"  \
     "                   or s16 (default: u8 for 8-bit files, u16 for 16-bit ones).\n" \
-    "                   Samples are rescaled by range on the way in and out; a\n"     \
-    "                   signed result is written with negative values as 0.\n"
+    "                   Samples are rescaled by range on the way in and out.\n"
+
+// The --signed option of the commands whose results may be signed.
+#define OZU_TOOL_SIGNED_HELP                                                          \
+    "  --signed MODE    how a signed (s8, s16) result is written: offset (default)\n" \
+    "                   stores every sample plus half the range, v + 128 at 8 bits\n" \
+    "                   and v + 32768 at 16, as OpenCV stores chroma; clip rescales\n" \
+    "                   by range and writes negative values as 0.\n"
 
 }  // namespace ozu::tool

@@ -1,5 +1,6 @@
 // ozu-color threshold, distance and max-contrast: the analysis operations.
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -35,17 +36,21 @@ constexpr const char* kThresholdUsage =
     "  ozu-color threshold --space HSV --ranges 0:30,100:255,50:255 in.png mask.png\n";
 
 constexpr const char* kDistanceUsage =
-    "usage: ozu-color distance --colour1 C1 --colour2 C2 [--type T] INPUT OUTPUT\n"
+    "usage: ozu-color distance --colour1 C1 --colour2 C2 [--scale stretch|raw]\n"
+    "                          [--type T] INPUT OUTPUT\n"
     "\n"
     "The relative colour distance image of a three-channel 8-bit image\n"
     "(COL_CalcColorDistanceImage). With dk the squared distance of a pixel to Ck\n"
     "divided by 765 (0 to 255), each output pixel is (d1 - d2) / (d2 + 1): 0\n"
     "where the pixel is at least as near to C1 as to C2, growing as it lies\n"
-    "nearer to C2.\n"
+    "nearer to C2. On a photograph these values rarely pass 20, which looks black,\n"
+    "so by default they are stretched linearly to the full range: v becomes\n"
+    "round(v x 255 / M), M being the image's largest value (the note gives M).\n"
     "\n"
     "options:\n"
     "  --colour1 C      first reference colour: 0xRRGGBB, #RRGGBB or a decimal\n"
-    "  --colour2 C      second reference colour\n" OZU_TOOL_TYPE_HELP
+    "  --colour2 C      second reference colour\n"
+    "  --scale S        stretch (default), or raw for the library's values\n" OZU_TOOL_TYPE_HELP
     "                   Default here u8, the only type the operation takes.\n"
     "\n"
     "example (how much nearer to red than to grey):\n"
@@ -102,15 +107,15 @@ struct Range {
     uint32_t high = 0;
 };
 
-// "L1:H1,L2:H2,L3:H3". The bounds are whole numbers; whether they make a
-// range (at most 255, low below high) is the library's to decide.
+// "L1:H1,L2:H2,L3:H3", each bound 0 to 255 and each LOW below its HIGH, as
+// the library takes them (it refuses an empty range such as 10:10 as well).
 std::vector<Range> parse_ranges(const std::string& text) {
     std::vector<Range> ranges;
     size_t start = 0;
     const auto malformed = [&] {
-        return ToolError(COL_ERR_RANGE, "bad --ranges '" + text +
-                                            "': expected three LOW:HIGH pairs such as "
-                                            "0:30,100:255,50:255");
+        return UsageError(COL_ERR_RANGE, "bad --ranges '" + text +
+                                             "': expected three LOW:HIGH pairs such as "
+                                             "0:30,100:255,50:255");
     };
     while (true) {
         const size_t comma = text.find(',', start);
@@ -130,6 +135,15 @@ std::vector<Range> parse_ranges(const std::string& text) {
         start = comma + 1;
     }
     if (ranges.size() != 3) throw malformed();
+    for (size_t k = 0; k < ranges.size(); ++k) {
+        const Range& r = ranges[k];
+        if (r.low >= r.high || r.high > 255)
+            throw UsageError(COL_ERR_RANGE,
+                             "bad --ranges '" + text + "': channel " + std::to_string(k + 1) +
+                                 " has " + std::to_string(r.low) + ":" + std::to_string(r.high) +
+                                 "; each LOW must be below its HIGH and both 0 to 255 "
+                                 "(0:255 takes every value)");
+    }
     return ranges;
 }
 
@@ -162,8 +176,12 @@ void run_threshold(const Invocation& inv) {
 }
 
 void run_distance(const Invocation& inv) {
-    const Arguments args(inv.words, {{"colour1", true}, {"colour2", true}, {"type", true}});
+    const Arguments args(inv.words,
+                         {{"colour1", true}, {"colour2", true}, {"scale", true}, {"type", true}});
     const ImageArguments files = image_arguments(args, "u8");
+    const std::string scale = args.value_or("scale", "stretch");
+    if (scale != "stretch" && scale != "raw")
+        throw UsageError(COL_ERR_RANGE, "bad --scale '" + scale + "': expected stretch or raw");
     const int32_t colour1 = parse_colour(args.required("colour1"), "--colour1");
     const int32_t colour2 = parse_colour(args.required("colour2"), "--colour2");
     check_output_path(files.output, 1);
@@ -173,8 +191,22 @@ void run_distance(const Invocation& inv) {
     library_call("COL_CalcColorDistanceImage", [&] {
         return COL_CalcColorDistanceImage(source.get(), distance.slot(), colour1, colour2);
     });
-    save_image(inv.out, distance.get(), files.output,
-               "0 where nearer to colour 1, growing towards 255 as nearer to colour 2");
+    const std::string meaning =
+        "0 where nearer to colour 1, growing towards 255 as nearer to colour 2";
+    if (scale == "raw") {
+        save_image(inv.out, distance.get(), files.output, meaning);
+        return;
+    }
+    Raster raster = buffer_to_raster(distance.get());
+    const uint32_t largest = *std::max_element(raster.samples.begin(), raster.samples.end());
+    const uint32_t full = raster.depth == 8 ? 255u : 65535u;
+    if (largest != 0)
+        for (uint16_t& v : raster.samples)
+            v = static_cast<uint16_t>((v * full + largest / 2) / largest);
+    save_raster(inv.out, raster, files.output,
+                meaning + "; stretched: the library's 0.." + std::to_string(largest) +
+                    " written as 0.." + std::to_string(largest == 0 ? 0 : full) +
+                    " (--scale raw keeps them)");
 }
 
 std::vector<int32_t> parse_candidates(const std::string& text) {
@@ -187,8 +219,8 @@ std::vector<int32_t> parse_candidates(const std::string& text) {
             text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
         const size_t colon = part.find(':');
         if (colon == std::string::npos)
-            throw ToolError(COL_ERR_RANGE, "bad --candidates entry '" + part +
-                                               "': expected FROM:TO such as RGB:HSV");
+            throw UsageError(COL_ERR_RANGE, "bad --candidates entry '" + part +
+                                                "': expected FROM:TO such as RGB:HSV");
         const int32_t from = parse_space(part.substr(0, colon), "--candidates");
         const int32_t to = parse_space(part.substr(colon + 1), "--candidates");
         codes.push_back(static_cast<int32_t>(COL_CODE(from, to)));
@@ -196,6 +228,64 @@ std::vector<int32_t> parse_candidates(const std::string& text) {
         start = comma + 1;
     }
     return codes;
+}
+
+bool same_plane(int32_t a, int32_t pa, int32_t b, int32_t pb, int32_t width, int32_t height,
+                int32_t type) {
+    const size_t bytes = size_t(width) * size_t(height) * (type <= BASE_TYPE_U8 ? 1 : 2);
+    std::vector<uint8_t> first(bytes), second(bytes);
+    const int32_t pitch = width * (type <= BASE_TYPE_U8 ? 1 : 2);
+    library_call("IPL_GetBufDataEx", [&] {
+        return IPL_GetBufDataEx(a, 0, 0, pa, 0, 0, width, height, 0, pitch, first.data(), type) &&
+               IPL_GetBufDataEx(b, 0, 0, pb, 0, 0, width, height, 0, pitch, second.data(), type);
+    });
+    return first == second;
+}
+
+// Which candidate and channel made `plane`, the result for the whole list:
+// the library reports only the plane. The search keeps the first strict
+// maximum in list order, so the result for the first k candidates equals
+// the whole list's from the winner on; the first k that gives the same plane
+// names it (0: the source as it is). The channel is the plane of that space
+// equal to the result; a hue plane, rotated by the search, equals none.
+std::string winner(int32_t source, int32_t from, int32_t plane,
+                   const std::vector<int32_t>& candidates, const std::vector<uint32_t>& line,
+                   uint32_t width, uint32_t filter) {
+    const int32_t w = HostBuffer::attribute_of(source, BASE_ATTR_WIDTH);
+    const int32_t h = HostBuffer::attribute_of(source, BASE_ATTR_HEIGHT);
+    const int32_t type = HostBuffer::attribute_of(source, BASE_ATTR_TYPE);
+    size_t k = 0;
+    for (; k < candidates.size(); ++k) {
+        HostBuffer partial;
+        library_call("COL_GetMaxContrastPlane", [&] {
+            return COL_GetMaxContrastPlane(source, partial.slot(), candidates.data(),
+                                           static_cast<uint32_t>(k), line.data(), width, filter);
+        });
+        if (same_plane(partial.get(), 0, plane, 0, w, h, type)) break;
+    }
+    HostBuffer converted;
+    int32_t space = from;
+    std::string who = "the input as it is (" + space_name(from) + ")";
+    if (k > 0) {
+        const uint32_t code = static_cast<uint32_t>(candidates[k - 1]);
+        space = static_cast<int32_t>(code >> 16);
+        who = "candidate " + std::to_string(k) + ", " + space_name(int32_t(code & 0xFFFFu)) +
+              ":" + space_name(space);
+        library_call("COL_ConvertColorSpace",
+                     [&] { return COL_ConvertColorSpace(source, converted.slot(), code); });
+    }
+    const int32_t planes = HostBuffer::attribute_of(k > 0 ? converted.get() : source,
+                                                    BASE_ATTR_PLANES);
+    const std::vector<std::string> names = channel_names(space);
+    for (int32_t p = 0; p < planes; ++p) {
+        if (same_plane(k > 0 ? converted.get() : source, p, plane, 0, w, h, type))
+            return who + ", channel " + std::to_string(p + 1) +
+                   (size_t(p) < names.size() ? " (" + names[size_t(p)] + ")" : "");
+    }
+    if (space == COL_HSV || space == COL_HLS)
+        return who + ", channel 1 (" + (names.empty() ? "H" : names[0]) +
+               "), rotated so that the object's hues do not straddle 0";
+    return who;
 }
 
 void run_max_contrast(const Invocation& inv) {
@@ -211,17 +301,45 @@ void run_max_contrast(const Invocation& inv) {
     const uint32_t filter = parse_uint32(args.value_or("filter", "3"), "--filter");
     const std::vector<int32_t> candidates = parse_candidates(args.value_or("candidates", ""));
     const int32_t from = parse_space(args.value_or("from", "RGB"), "--from");
+    // What the library asks of these whatever the image (an odd strip width,
+    // an odd filter of 3 or more, a line of two different points), checked
+    // here so that the message names the option.
+    if (width % 2 == 0)
+        throw UsageError(COL_ERR_PROFILE_ARGS, "bad --width '" + std::to_string(width) +
+                                                   "': expected an odd number, the strip being "
+                                                   "centred on the line");
+    if (filter % 2 == 0 || filter < 3)
+        throw UsageError(COL_ERR_PROFILE_ARGS, "bad --filter '" + std::to_string(filter) +
+                                                   "': expected an odd number, 3 or more");
+    if (line[0] == line[2] && line[1] == line[3])
+        throw UsageError(COL_ERR_PROFILE_ARGS, "bad --line '" + args.required("line") +
+                                                   "': the two end points are the same");
     check_output_path(files.output, 1);
 
     HostBuffer source = load_image(inv.out, files.input, files.type, from);
     HostBuffer plane;
-    library_call("COL_GetMaxContrastPlane", [&] {
-        return COL_GetMaxContrastPlane(source.get(), plane.slot(), candidates.data(),
-                                       static_cast<uint32_t>(candidates.size()), line.data(), width,
-                                       filter);
-    });
+    try {
+        library_call("COL_GetMaxContrastPlane", [&] {
+            return COL_GetMaxContrastPlane(source.get(), plane.slot(), candidates.data(),
+                                           static_cast<uint32_t>(candidates.size()), line.data(),
+                                           width, filter);
+        });
+    } catch (const ToolError& error) {
+        if (error.code() != COL_ERR_PROFILE_ARGS) throw;
+        // The rest depends on the image: where the line and its strip lie,
+        // and the line's length in pixels.
+        throw ToolError(error.code(),
+                        "--line " + args.required("line") + " with --width " +
+                            std::to_string(width) + " and --filter " + std::to_string(filter) +
+                            " does not fit '" + files.input + "' (" +
+                            std::to_string(source.attribute(BASE_ATTR_WIDTH)) + " x " +
+                            std::to_string(source.attribute(BASE_ATTR_HEIGHT)) +
+                            "): both end points and the whole strip must lie inside the image, "
+                            "and --filter must not exceed the line's length in pixels");
+    }
     save_image(inv.out, plane.get(), files.output,
-               "the channel of strongest contrast along the line");
+               "the channel of strongest contrast along the line: " +
+                   winner(source.get(), from, plane.get(), candidates, line, width, filter));
 }
 
 }  // namespace

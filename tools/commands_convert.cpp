@@ -10,7 +10,8 @@ namespace ozu::tool {
 namespace {
 
 constexpr const char* kUsage =
-    "usage: ozu-color convert [--from SPACE] --to SPACE [--type T] INPUT OUTPUT\n"
+    "usage: ozu-color convert [--from SPACE] --to SPACE [--type T] [--signed MODE]\n"
+    "                         INPUT OUTPUT\n"
     "\n"
     "Converts INPUT from one colour space into another (COL_ConvertColorSpace).\n"
     "SPACE is a name the library accepts: RGB, HSV, HLS, YUV, YIQ, YCC, XYZ\n"
@@ -19,29 +20,48 @@ constexpr const char* kUsage =
     "image; every other space has three channels. The note printed names the\n"
     "channels of OUTPUT.\n"
     "\n"
+    "YCC, YUV and YIQ have signed channels 2 and 3. They are stored with an\n"
+    "offset of half the range, +128 at 8 bits and +32768 at 16, as OpenCV\n"
+    "stores chroma, and a file read with --from YCC, YUV or YIQ has it taken off\n"
+    "again before the library's conversion back runs (see --signed).\n"
+    "\n"
+    "Some results of the library are kept on purpose although they surprise\n"
+    "(HSV to RGB leaves a pixel with H at the maximum as it was, the hue of\n"
+    "grey pixels, ...): README.md, section \"Behaviours kept for compatibility\",\n"
+    "lists them with examples.\n"
+    "\n"
     "options:\n"
     "  --from SPACE     the colour space INPUT is in (default RGB)\n"
     "  --to SPACE       the colour space to convert into (required)\n" OZU_TOOL_TYPE_HELP
+    "  --signed MODE    offset (default): signed channels stored and read with\n"
+    "                   the offset above; clip: the library's unsigned results as\n"
+    "                   they come (YCC chroma below 0, and 16-bit YUV and YIQ\n"
+    "                   chroma below -128, become 0), signed pixel types\n"
+    "                   rescaled by range\n"
     "\n"
     "example:\n"
     "  ozu-color convert --from RGB --to HSV photo.png photo-hsv.png\n";
 
 void run(const Invocation& inv) {
-    const Arguments args(inv.words, {{"from", true}, {"to", true}, {"type", true}});
+    const Arguments args(inv.words,
+                         {{"from", true}, {"to", true}, {"type", true}, {"signed", true}});
     args.expect_positional(2, 2, "INPUT OUTPUT");
     const int32_t from = parse_space(args.value_or("from", "RGB"), "--from");
     const int32_t to = parse_space(args.required("to"), "--to");
+    if (from == to)
+        throw UsageError(COL_ERR_COLOR_SPACE, "--from '" + args.value_or("from", "RGB") +
+                                                  "' and --to '" + args.required("to") +
+                                                  "' are the same colour space (" +
+                                                  space_name(to) + "): nothing to convert");
     const int32_t type = args.value("type") ? parse_pixel_type(*args.value("type")) : 0;
+    const SignedMode mode = parse_signed_mode(args.value("signed"));
     const std::string& input = args.positional()[0];
     const std::string& output = args.positional()[1];
     check_output_path(output, to == COL_I ? 1 : 3);
 
     HostBuffer source = load_image(inv.out, input, type, from);
-    HostBuffer result;
-    library_call("COL_ConvertColorSpace", [&] {
-        return COL_ConvertColorSpace(source.get(), result.slot(), COL_CODE(from, to));
-    });
-    save_image(inv.out, result.get(), output, channel_meaning(to));
+    const HostBuffer result = convert_keeping_signs(source.get(), from, to, mode);
+    save_image(inv.out, result.get(), output, channel_meaning(to), mode, to);
 }
 
 }  // namespace

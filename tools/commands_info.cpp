@@ -27,7 +27,9 @@ constexpr const char* kSpacesUsage =
 constexpr const char* kVersionUsage =
     "usage: ozu-color version\n"
     "\n"
-    "Prints the version of this tool and of the library (COL_GetVersion).\n";
+    "Prints the version of this tool and of the library (COL_GetVersion), and\n"
+    "the instruction set its kernels run on (COL_GetCpuTarget). 'ozu-color\n"
+    "--version' is the same.\n";
 
 // Names worth trying for each space; only those the library accepts are
 // listed, so the list cannot claim more than the library does.
@@ -84,7 +86,11 @@ void run_version(const Invocation& inv) {
     args.expect_positional(0, 0, "no arguments");
     char version[32] = {};
     library_call("COL_GetVersion", [&] { return COL_GetVersion(version, sizeof version); });
-    inv.out << "ozu-color " << OZU_TOOL_VERSION << '\n' << "libozu_color " << version << '\n';
+    char target[16] = {};
+    library_call("COL_GetCpuTarget", [&] { return COL_GetCpuTarget(target, sizeof target); });
+    inv.out << "ozu-color " << OZU_TOOL_VERSION << '\n'
+            << "libozu_color " << version << '\n'
+            << "kernels: " << target << '\n';
 }
 
 }  // namespace

@@ -24,8 +24,9 @@ constexpr const char* kUsage =
     "counts, not its brightness.\n"
     "\n"
     "options:\n"
-    "  --space SPACE    CMY, I, HLS, HSV or RGB (default RGB); the other names\n"
-    "                   are accepted and give the RGB values\n"
+    "  --space SPACE    CMY, I, HLS, HSV or RGB (default RGB); the library accepts\n"
+    "                   the other spaces too and gives the RGB values for them,\n"
+    "                   which are labelled R, G, B\n"
     "  --strip OUTPUT   write the whole band instead: 400 columns, 380 to 779 nm,\n"
     "                   each the three components at 8 bits\n"
     "  --height H       lines of the strip (default 32)\n"
@@ -36,6 +37,22 @@ constexpr const char* kUsage =
 
 constexpr int32_t kFirst = 380;
 constexpr int32_t kLast = 779;
+
+// The space whose values COL_SpectralToColor gives for `space`: the linear
+// spaces get RGB's, as the library has always answered.
+int32_t answered_space(int32_t space) {
+    switch (space) {
+        case COL_XYZ601:
+        case COL_XYZ709:
+        case COL_XYZITU:
+        case COL_YCC:
+        case COL_YIQ:
+        case COL_YUV:
+            return COL_RGB;
+        default:
+            return space;
+    }
+}
 
 struct Components {
     double v[3] = {};
@@ -51,19 +68,16 @@ Components spectral(int32_t wavelength, int32_t space) {
 // Channel names of the space's model; "component k" where the model has none
 // (I reports one grey value and two more).
 std::vector<std::string> component_names(int32_t space) {
-    std::vector<std::string> names;
-    const std::string model = space_name(space);
-    for (int32_t k = 0; k < 3; ++k) {
-        char text[64] = {};
-        std::strncpy(text, model.c_str(), sizeof text - 1);
-        char channel[64] = {};
-        IPL_SetErrorCode(0);
-        if (COL_ExtractModel(text, k, channel, sizeof channel) == 0 || channel[0] == '\0')
-            names.push_back("component " + std::to_string(k + 1));
-        else
-            names.emplace_back(channel);
-    }
+    std::vector<std::string> names = channel_names(space);
+    while (names.size() < 3) names.push_back("component " + std::to_string(names.size() + 1));
     return names;
+}
+
+// "RGB", or "RGB (the library's answer for YUV)" where it answers in RGB.
+std::string answered(int32_t space) {
+    const int32_t actual = answered_space(space);
+    if (actual == space) return space_name(space);
+    return space_name(actual) + " (the library's answer for " + space_name(space) + ")";
 }
 
 uint16_t to_byte(double v) {
@@ -88,21 +102,21 @@ void run(const Invocation& inv) {
             for (int32_t y = 0; y < height; ++y)
                 for (int32_t k = 0; k < 3; ++k) raster.at(nm - kFirst, y, k) = to_byte(c.v[k]);
         }
-        const std::vector<std::string> names = component_names(space);
+        const std::vector<std::string> names = component_names(answered_space(space));
         save_raster(inv.out, raster, *strip,
                     "column x = " + std::to_string(kFirst) + " + x nm; channel 1 = " + names[0] +
                         ", channel 2 = " + names[1] + ", channel 3 = " + names[2] + " (" +
-                        space_name(space) + "), 0..1 as 0..255");
+                        answered(space) + "), 0..1 as 0..255");
         return;
     }
 
     args.expect_positional(1, 1, "WAVELENGTH");
     const int32_t wavelength = parse_int32(args.positional()[0], "WAVELENGTH");
     const Components c = spectral(wavelength, space);
-    const std::vector<std::string> names = component_names(space);
+    const std::vector<std::string> names = component_names(answered_space(space));
     char line[256];
     std::snprintf(line, sizeof line, "%d nm in %s: %s = %.6f, %s = %.6f, %s = %.6f",
-                  static_cast<int>(wavelength), space_name(space).c_str(), names[0].c_str(), c.v[0],
+                  static_cast<int>(wavelength), answered(space).c_str(), names[0].c_str(), c.v[0],
                   names[1].c_str(), c.v[1], names[2].c_str(), c.v[2]);
     inv.out << line << '\n';
 }

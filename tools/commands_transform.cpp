@@ -20,7 +20,8 @@ constexpr const char* kTwistUsage =
     "The 16 numbers are four rows of four. Rows 1 to 3 weigh input channels 1\n"
     "to 3, row 4 is an offset (1.0 adds 8192 levels); column k (1 to 3) makes\n"
     "output channel k and column 4 is ignored. The arithmetic is 13-bit fixed\n"
-    "point and every result is clamped to the pixel range.\n"
+    "point and every result is clamped to 0 .. the pixel type's maximum (a\n"
+    "twist gives no negative values, signed types included).\n"
     "\n"
     "options:\n"
     "  --matrix LIST    the 16 coefficients, row by row (required)\n" OZU_TOOL_TYPE_HELP
@@ -29,25 +30,29 @@ constexpr const char* kTwistUsage =
     "  ozu-color twist --matrix 0,0,1,0,0,1,0,0,1,0,0,0,0,0,0,0 in.png out.png\n";
 
 constexpr const char* kToGreyUsage =
-    "usage: ozu-color to-grey [--weights W1,W2,W3] [--type T] INPUT OUTPUT\n"
+    "usage: ozu-color to-grey [--weights W1,W2,W3] [--type T] [--signed MODE]\n"
+    "                 INPUT OUTPUT\n"
     "\n"
     "Reduces a three-channel image to one channel, the weighted sum of its\n"
     "channels (COL_ConvertToGrayscale). Each weight is 0.0 to 1.0.\n"
     "\n"
     "options:\n"
     "  --weights LIST   three weights (default 0.299,0.587,0.114)\n" OZU_TOOL_TYPE_HELP
+        OZU_TOOL_SIGNED_HELP
     "\n"
     "example:\n"
     "  ozu-color to-grey --weights 0.2126,0.7152,0.0722 photo.png grey.png\n";
 
 constexpr const char* kToColourUsage =
-    "usage: ozu-color to-colour [--weights W1,W2,W3] [--type T] INPUT OUTPUT\n"
+    "usage: ozu-color to-colour [--weights W1,W2,W3] [--type T] [--signed MODE]\n"
+    "                 INPUT OUTPUT\n"
     "\n"
     "Spreads a one-channel image into three channels, channel k being the grey\n"
     "value times weight k (COL_ConvertToColor). Each weight is 0.0 to 1.0.\n"
     "\n"
     "options:\n"
     "  --weights LIST   three weights (default 1,1,1)\n" OZU_TOOL_TYPE_HELP
+        OZU_TOOL_SIGNED_HELP
     "\n"
     "example (a sepia tint):\n"
     "  ozu-color to-colour --weights 1,0.8,0.55 grey.png sepia.png\n";
@@ -62,6 +67,7 @@ struct ImageArguments {
     std::string input;
     std::string output;
     int32_t type = 0;
+    SignedMode mode = SignedMode::Offset;
 };
 
 ImageArguments image_arguments(const Arguments& args) {
@@ -70,6 +76,7 @@ ImageArguments image_arguments(const Arguments& args) {
     result.input = args.positional()[0];
     result.output = args.positional()[1];
     if (args.value("type")) result.type = parse_pixel_type(*args.value("type"));
+    result.mode = parse_signed_mode(args.value("signed"));
     return result;
 }
 
@@ -88,10 +95,10 @@ void run_twist(const Invocation& inv) {
 }
 
 void run_to_grey(const Invocation& inv) {
-    const Arguments args(inv.words, {{"weights", true}, {"type", true}});
+    const Arguments args(inv.words, {{"weights", true}, {"type", true}, {"signed", true}});
     const ImageArguments files = image_arguments(args);
     const std::vector<double> w =
-        parse_doubles(args.value_or("weights", "0.299,0.587,0.114"), 3, "--weights");
+        parse_weights(args.value_or("weights", "0.299,0.587,0.114"), "--weights");
     check_output_path(files.output, 1);
 
     HostBuffer source = load_image(inv.out, files.input, files.type);
@@ -101,13 +108,14 @@ void run_to_grey(const Invocation& inv) {
     });
     save_image(inv.out, result.get(), files.output,
                "grey = " + number(w[0]) + " x channel 1 + " + number(w[1]) + " x channel 2 + " +
-                   number(w[2]) + " x channel 3");
+                   number(w[2]) + " x channel 3",
+               files.mode);
 }
 
 void run_to_colour(const Invocation& inv) {
-    const Arguments args(inv.words, {{"weights", true}, {"type", true}});
+    const Arguments args(inv.words, {{"weights", true}, {"type", true}, {"signed", true}});
     const ImageArguments files = image_arguments(args);
-    const std::vector<double> w = parse_doubles(args.value_or("weights", "1,1,1"), 3, "--weights");
+    const std::vector<double> w = parse_weights(args.value_or("weights", "1,1,1"), "--weights");
     check_output_path(files.output, 3);
 
     HostBuffer source = load_image(inv.out, files.input, files.type);
@@ -116,7 +124,8 @@ void run_to_colour(const Invocation& inv) {
                  [&] { return COL_ConvertToColor(source.get(), result.slot(), w[0], w[1], w[2]); });
     save_image(inv.out, result.get(), files.output,
                "channel 1 = grey x " + number(w[0]) + ", channel 2 = grey x " + number(w[1]) +
-                   ", channel 3 = grey x " + number(w[2]));
+                   ", channel 3 = grey x " + number(w[2]),
+               files.mode);
 }
 
 }  // namespace

@@ -46,9 +46,11 @@ public:
     // after creating it).
     int32_t* slot() noexcept { return &handle_; }
 
-    int32_t attribute(int32_t attr) const {
+    int32_t attribute(int32_t attr) const { return attribute_of(handle_, attr); }
+
+    static int32_t attribute_of(int32_t handle, int32_t attr) {
         int32_t value = 0;
-        library_call("IPL_BufInquire", [&] { return IPL_BufInquire(handle_, attr, &value); });
+        library_call("IPL_BufInquire", [&] { return IPL_BufInquire(handle, attr, &value); });
         return value;
     }
 

@@ -1,6 +1,8 @@
 // ozu-color: the colour library on image files, one sub-command per exported
 // operation. This file holds the command table and the dispatch.
 
+#include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -26,8 +28,11 @@ constexpr const char* kOverviewHead =
 
 constexpr const char* kOverviewTail =
     "\n"
+    "  --version     the same as 'version'\n"
+    "\n"
     "Every failure prints one line, 'ozu-color COMMAND: WHAT: error CODE (TEXT)',\n"
-    "and exits with status 1 (2 for a command line that cannot be parsed).\n";
+    "and exits with status 1, or 2 for a command line that cannot be used (an\n"
+    "unknown option, a value out of range).\n";
 
 void print_overview(std::ostream& out) {
     out << kOverviewHead;
@@ -62,7 +67,7 @@ Outcome execute(const std::vector<std::string>& words, std::ostream& out) {
     if (words.empty())
         return {2, EINVAL,
                 failure_line("ozu-color", EINVAL, "no command given (try 'ozu-color --help')")};
-    const std::string& name = words[0];
+    const std::string& name = words[0] == "--version" ? std::string("version") : words[0];
     if (name == "--help" || name == "-h" || name == "help") {
         print_overview(out);
         return {};
@@ -96,7 +101,27 @@ Outcome execute(const std::vector<std::string>& words, std::ostream& out) {
     return outcome;
 }
 
+namespace {
+
+// The library ignores an OZU_CPU_TARGET it cannot honour (an unknown name, or
+// a target this build or processor lacks) and runs its best target; a user
+// who asked for one is told, once, which runs instead.
+void warn_about_cpu_target(std::ostream& err) {
+    const char* wanted = std::getenv("OZU_CPU_TARGET");
+    if (wanted == nullptr) return;
+    char active[16] = {};
+    IPL_SetErrorCode(0);
+    if (COL_GetCpuTarget(active, sizeof active) == 0 || std::strcmp(wanted, active) == 0) return;
+    err << "ozu-color: warning: OZU_CPU_TARGET='" << wanted
+        << "' is not a target this build and processor run (scalar, sse4, avx2 or avx512); "
+           "running "
+        << active << '\n';
+}
+
+}  // namespace
+
 int run_tool(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) {
+    warn_about_cpu_target(err);
     const Outcome outcome = execute(words, out);
     if (!outcome.line.empty()) err << outcome.line << '\n';
     return outcome.status;

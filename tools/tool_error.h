@@ -28,11 +28,14 @@ private:
     int32_t code_;
 };
 
-// A command line the tool cannot make sense of; exits with status 2 rather
-// than 1, as usage errors do.
+// A command line the tool cannot use: an unknown option, a missing argument,
+// or an option value that cannot work (malformed, out of range, or refused
+// by a rule of the library checked beforehand, whose code it then carries).
+// Exits with status 2 rather than 1.
 class UsageError : public ToolError {
 public:
     explicit UsageError(const std::string& what) : ToolError(EINVAL, what) {}
+    UsageError(int32_t code, const std::string& what) : ToolError(code, what) {}
 };
 
 // "what: error CODE (TEXT)", the tail of every failure line.

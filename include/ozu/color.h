@@ -77,6 +77,40 @@ extern "C" {
 OZU_COLOR_API int32_t COL_GetVersion(char* buffer, int32_t size);
 
 /**
+ * Copies the name of the instruction set the per-line kernels run on in this
+ * process: "scalar", "sse4", "avx2" or "avx512". It is the widest the
+ * processor runs, or the one named by the environment variable OZU_CPU_TARGET
+ * when this build has it and the processor runs it; any other value of that
+ * variable is ignored. Compare the two to tell a caller that a request was not
+ * honoured.
+ * @param buffer receives the name and its terminating zero (at most 7 bytes).
+ * @param size capacity of @p buffer.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_NULL_POINTER (-101) when @p buffer is null;
+ * COL_ERR_RANGE (-505) when @p size cannot hold the name and its zero.
+ */
+OZU_COLOR_API int32_t COL_GetCpuTarget(char* buffer, int32_t size);
+
+/**
+ * Copies the 3x3 matrix of a linear conversion between RGB and XYZ601,
+ * XYZ709, XYZITU, YCC, YIQ or YUV, in either direction, as the conversion
+ * uses it: 13-bit fixed point (8192 stands for 1.0), row i giving output
+ * channel i, column j weighing input channel j. The product alone: the
+ * chroma offset that COL_ConvertColorSpace adds for YUV and YIQ (or removes
+ * on the way back) is not part of it. With each value divided by 8192 and an
+ * offset row of 0, COL_ColorTwist between buffers of one pixel type runs the
+ * same product and truncation as the conversion.
+ * @param code COL_CODE(COL_RGB, space) or COL_CODE(space, COL_RGB).
+ * @param matrix receives nine values, row by row; untouched on failure.
+ * @return 1 on success, 0 on failure.
+ * @par Error codes
+ * COL_ERR_NULL_POINTER (-101) when @p matrix is null;
+ * COL_ERR_COLOR_SPACE (-506) for any other code.
+ */
+OZU_COLOR_API int32_t COL_GetConversionMatrix(uint32_t code, int32_t* matrix);
+
+/**
  * Looks a colour-space name up ("RGB", "Red/Green/Blue", "XYZ", "YCrCb", ...).
  * The comparison is exact and case-sensitive.
  * @param name zero-terminated name.

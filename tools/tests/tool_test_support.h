@@ -116,6 +116,13 @@ inline std::string error_tail(int32_t code) {
     return ": error " + std::to_string(code) + " (" + IPL_GetErrorString(code) + ")\n";
 }
 
+// The end of a usage error's line (exit status 2): the code and its text,
+// then the pointer to the command's help.
+inline std::string usage_tail(int32_t code, const std::string& command) {
+    return ": error " + std::to_string(code) + " (" + IPL_GetErrorString(code) + ") (try '" +
+           "ozu-color " + command + " --help')\n";
+}
+
 inline bool is_single_line(const std::string& text) {
     return !text.empty() && text.back() == '\n' && text.find('\n') == text.size() - 1;
 }

@@ -25,6 +25,10 @@
 #ifndef OZU_BAYER_H
 #define OZU_BAYER_H
 
+#ifndef __cplusplus
+#error "ozu/bayer.h is a C++ header (the Bayer converter classes of libozu_base); the C interface is ozu/base.h and ozu/color.h"
+#endif
+
 #include <cstdint>
 
 #include <ozu/base.h> /* OZU_BASE_API */
