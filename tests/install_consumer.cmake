@@ -11,7 +11,9 @@ if(NOT rc EQUAL 0)
   message(FATAL_ERROR "install failed")
 endif()
 
-set(toolchain_args "")
+# The consumer is compiled by the build's own C compiler (a cross build's
+# toolchain file names it).
+set(toolchain_args -DCMAKE_C_COMPILER=${C_COMPILER})
 if(TOOLCHAIN)
   set(toolchain_args -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 endif()
