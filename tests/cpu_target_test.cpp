@@ -28,14 +28,16 @@ bool f1() { return true; }
 }  // namespace
 
 TEST(CpuTarget, NamesEveryTargetAndReadsTheNamesBack) {
-    const char* expected[kCpuTargetCount] = {"scalar", "sse4", "avx2", "avx512"};
+    const char* expected[kCpuTargetCount] = {"scalar", "sse4", "avx2", "avx512",
+                                             "neon",   "sve",  "sve2"};
     for (int i = 0; i < kCpuTargetCount; ++i) {
         EXPECT_STREQ(cpu_target_name(kAllCpuTargets[i]), expected[i]);
         EXPECT_EQ(cpu_target_from_name(expected[i]), kAllCpuTargets[i]);
     }
     EXPECT_FALSE(cpu_target_from_name("AVX2").has_value());
     EXPECT_FALSE(cpu_target_from_name("").has_value());
-    EXPECT_FALSE(cpu_target_from_name("neon").has_value());
+    EXPECT_FALSE(cpu_target_from_name("NEON").has_value());
+    EXPECT_FALSE(cpu_target_from_name("sse2").has_value());
 }
 
 TEST(CpuTarget, ScalarIsAlwaysCompiledAndAvailable) {
@@ -96,6 +98,16 @@ TEST(CpuTarget, AnX86BuildHoldsEveryVectorTarget) {
 }
 #endif
 
+#if defined(__aarch64__) && OZU_HAVE_HWY
+TEST(CpuTarget, AnArmBuildHoldsNeonAndNoX86Target) {
+    EXPECT_TRUE(cpu_target_compiled(CpuTarget::kNeon));
+    EXPECT_TRUE(cpu_target_available(CpuTarget::kNeon));
+    EXPECT_FALSE(cpu_target_compiled(CpuTarget::kSse4));
+    EXPECT_FALSE(cpu_target_compiled(CpuTarget::kAvx2));
+    EXPECT_FALSE(cpu_target_compiled(CpuTarget::kAvx512));
+}
+#endif
+
 TEST(TargetTable, FallsBackToTheNearestPlainerVersion) {
     const TargetTable<bool (*)()> table{{&f0, nullptr, &f1, nullptr}};
     EXPECT_EQ(table.on(CpuTarget::kScalar), &f0);
@@ -104,9 +116,18 @@ TEST(TargetTable, FallsBackToTheNearestPlainerVersion) {
     EXPECT_EQ(table.on(CpuTarget::kAvx512), &f1);
 }
 
+TEST(TargetTable, FallsBackWithinTheArmTargets) {
+    const TargetTable<bool (*)()> table{{&f0, nullptr, nullptr, nullptr, &f1, nullptr, nullptr}};
+    EXPECT_EQ(table.on(CpuTarget::kNeon), &f1);
+    EXPECT_EQ(table.on(CpuTarget::kSve), &f1);
+    EXPECT_EQ(table.on(CpuTarget::kSve2), &f1);
+    const TargetTable<bool (*)()> scalarOnly{{&f0}};
+    EXPECT_EQ(scalarOnly.on(CpuTarget::kSve2), &f0);
+}
+
 TEST(TargetTable, RunsTheActiveTargetsVersion) {
     RestoreTarget restore;
-    const TargetTable<bool (*)()> table{{&f0, &f1, &f1, &f1}};
+    const TargetTable<bool (*)()> table{{&f0, &f1, &f1, &f1, &f1, &f1, &f1}};
     ASSERT_TRUE(force_cpu_target(CpuTarget::kScalar));
     EXPECT_FALSE(table.active()());
     if (force_cpu_target(best_cpu_target()) && best_cpu_target() != CpuTarget::kScalar) {

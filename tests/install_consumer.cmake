@@ -53,7 +53,9 @@ foreach(header ${headers})
 endforeach()
 message(STATUS "installed headers compile: ${headers}")
 
-set(toolchain_args "")
+# The consumer is compiled by the build's own C compiler (a cross build's
+# toolchain file names it).
+set(toolchain_args -DCMAKE_C_COMPILER=${C_COMPILER})
 if(TOOLCHAIN)
   set(toolchain_args -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 endif()

@@ -9,7 +9,11 @@
 // baseline (SSE2), "sse4" the byte shuffles of SSSE3 and SSE4.1, "avx2"
 // 256-bit vectors, "avx512" also 512-bit ones; a name the processor cannot run, an unknown name or none at
 // all gives the widest set the processor and the operating system support.
-// Elsewhere than on x86 only the plain loops exist.
+// Elsewhere than on x86 only the plain loops exist: the host carries no
+// Highway, and its x86 versions (SSE2 and AVX2 runs of the Bayer demosaic,
+// byte shuffles of the point operations) stay hand-written until a single
+// Highway body is shown by bench/compare to keep their speed. On ARM the
+// bitwise point operations' 32-byte vector types still become NEON code.
 #pragma once
 
 namespace ozu::base {

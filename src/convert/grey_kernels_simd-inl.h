@@ -34,7 +34,7 @@ HWY_INLINE void GreyLine(const S* const src[3], D* const dst[3], int32_t width, 
     const VI32 scale = hn::Set(d, factor);
     const S* const in[3] = {src[0], src[1], src[2]};
     D* const out[3] = {dst[0], nullptr, nullptr};
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 sum =
             hn::Add(hn::Add(hn::Mul(wr, LoadI32(p[0] + x)), hn::Mul(wg, LoadI32(p[1] + x))),
                     hn::Mul(wb, LoadI32(p[2] + x)));
@@ -42,7 +42,7 @@ HWY_INLINE void GreyLine(const S* const src[3], D* const dst[3], int32_t width, 
         if constexpr (kScale) grey = hn::ShiftRight<kFixBits>(hn::Mul(grey, scale));
         StoreLow(grey, q[0] + x);
     };
-    WalkLine<kLanes>(in, out, width, step);
+    WalkLine<kLanes>(in, out, width, hn::Lanes(DI32()), step);
 }
 
 // Plane 0 into all three planes, rescaled with kScale.
@@ -51,14 +51,14 @@ HWY_INLINE void SpreadLine(const S* const src[3], D* const dst[3], int32_t width
     constexpr size_t kLanes = hn::MaxLanes(DI32());
     const VI32 scale = hn::Set(DI32(), factor);
     const S* const in[3] = {src[0], nullptr, nullptr};
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         VI32 v = LoadI32(p[0] + x);
         if constexpr (kScale) v = hn::ShiftRight<kFixBits>(hn::Mul(v, scale));
         StoreLow(v, q[0] + x);
         StoreLow(v, q[1] + x);
         StoreLow(v, q[2] + x);
     };
-    WalkLine<kLanes>(in, dst, width, step);
+    WalkLine<kLanes>(in, dst, width, hn::Lanes(DI32()), step);
 }
 
 }  // namespace grey_simd

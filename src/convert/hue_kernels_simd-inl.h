@@ -37,9 +37,12 @@ constexpr size_t kLanes = hn::MaxLanes(DI32());
 HWY_INLINE VF32 F(float v) { return hn::Set(DF32(), v); }
 HWY_INLINE VI32 I(int32_t v) { return hn::Set(DI32(), v); }
 
-// Masks of integer lanes as masks of float lanes and back (same lane size).
-HWY_INLINE hn::Mask<DF32> AsF(hn::Mask<DI32> m) { return hn::RebindMask(DF32(), m); }
-HWY_INLINE hn::Mask<DF32> AsF(hn::Mask<DF32> m) { return m; }
+// Masks of integer lanes as masks of float lanes and back (same lane size;
+// on SVE both are the one predicate type).
+template <class M>
+HWY_INLINE hn::Mask<DF32> AsF(M m) {
+    return hn::RebindMask(DF32(), m);
+}
 HWY_INLINE hn::Mask<DI32> AsI(hn::Mask<DF32> m) { return hn::RebindMask(DI32(), m); }
 
 // a != b as C++ has it: true when either is NaN.
@@ -48,22 +51,18 @@ HWY_INLINE auto Differ(V a, V b) {
     return hn::Not(hn::Eq(a, b));
 }
 
-template <class V>
-struct Extremes {
-    V max;
-    V min;
-};
-
 // hue_detail::extremes: the larger and smaller of G and B, then R against
-// them; min = R if R < lo, else max = R if R > hi.
+// them; min = R if R < lo, else max = R if R > hi. (Results through
+// references: SVE's vectors cannot be members of a struct.)
 template <class V>
-HWY_INLINE Extremes<V> FindExtremes(V r, V g, V b) {
+HWY_INLINE void FindExtremes(V r, V g, V b, V& max, V& min) {
     const auto gb = hn::Gt(g, b);
     const V hi = hn::IfThenElse(gb, g, b);
     const V lo = hn::IfThenElse(gb, b, g);
     const auto rLo = hn::Lt(r, lo);
     const auto rHi = hn::AndNot(rLo, hn::Gt(r, hi));
-    return {hn::IfThenElse(rHi, r, hi), hn::IfThenElse(rLo, r, lo)};
+    max = hn::IfThenElse(rHi, r, hi);
+    min = hn::IfThenElse(rLo, r, lo);
 }
 
 // hue_detail::difference: integer channels subtracted with wrap-around and
@@ -141,21 +140,22 @@ template <class S, class D>
 HWY_INLINE void HlsTablePath(const S* const src[3], D* const dst[3], int32_t width) {
     constexpr bool kNarrow = sizeof(S) <= 2;
     const VF32 fdst = F(255.0f);
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
-        const Extremes<VI32> e = FindExtremes(r, g, b);
-        const VI32 row = hn::And(e.max, I(0xFF));
-        const VI32 col = hn::And(e.min, I(0xFF));
+        VI32 eMax, eMin;
+        FindExtremes(r, g, b, eMax, eMin);
+        const VI32 row = hn::And(eMax, I(0xFF));
+        const VI32 col = hn::And(eMin, I(0xFF));
         const VI32 lightness = hn::ShiftRight<1>(hn::Add(row, col));
         const VI32 saturation = HlsSaturationEntry(row, col);
-        const VF32 d = ToF32(hn::Sub(e.max, e.min));
-        const VI32 h = hn::IfThenElseZero(hn::Ne(e.max, e.min),
-                                          ScaleHue<kNarrow>(HueDegrees(r, g, b, e.max, d), fdst));
+        const VF32 d = ToF32(hn::Sub(eMax, eMin));
+        const VI32 h = hn::IfThenElseZero(hn::Ne(eMax, eMin),
+                                          ScaleHue<kNarrow>(HueDegrees(r, g, b, eMax, d), fdst));
         StoreLow(h, q[0] + x);
         StoreLow(lightness, q[1] + x);
         StoreLow(saturation, q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 template <class S, class D>
@@ -164,23 +164,24 @@ HWY_INLINE void HlsEqualPath(const S* const src[3], D* const dst[3], int32_t wid
     const VF32 fdst = F(static_cast<float>(srcMax));
     const VI32 halfRange = I(srcMax / 2);
     const VI32 twiceRange = I(wmul(2, srcMax));
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
-        const Extremes<VI32> e = FindExtremes(r, g, b);
-        const VI32 l = hn::ShiftRight<1>(hn::Add(e.max, e.min));
-        const VI32 d = hn::Sub(e.max, e.min);
+        VI32 eMax, eMin;
+        FindExtremes(r, g, b, eMax, eMin);
+        const VI32 l = hn::ShiftRight<1>(hn::Add(eMax, eMin));
+        const VI32 d = hn::Sub(eMax, eMin);
         const VI32 den =
-            hn::IfThenElse(hn::Gt(l, halfRange), hn::Sub(hn::Sub(twiceRange, e.max), e.min),
-                           hn::Add(e.max, e.min));
+            hn::IfThenElse(hn::Gt(l, halfRange), hn::Sub(hn::Sub(twiceRange, eMax), eMin),
+                           hn::Add(eMax, eMin));
         const VF32 fd = ToF32(d);
         const VI32 s = TruncToI32(hn::Mul(hn::Div(fd, ToF32(den)), fdst));
-        const VI32 h = ScaleHue(HueDegrees(r, g, b, e.max, fd), fdst);
-        const auto chromatic = hn::Ne(e.max, e.min);
+        const VI32 h = ScaleHue(HueDegrees(r, g, b, eMax, fd), fdst);
+        const auto chromatic = hn::Ne(eMax, eMin);
         StoreLow(hn::IfThenElseZero(chromatic, h), q[0] + x);
         StoreLow(l, q[1] + x);
         StoreLow(hn::IfThenElseZero(chromatic, s), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 template <class S, class D>
@@ -188,23 +189,24 @@ HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t wid
                              int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 r = LoadNormalised(p[0] + x, fsrc);
         const VF32 g = LoadNormalised(p[1] + x, fsrc);
         const VF32 b = LoadNormalised(p[2] + x, fsrc);
-        const Extremes<VF32> e = FindExtremes(r, g, b);
-        const VF32 l = hn::Mul(hn::Add(e.max, e.min), F(0.5f));
-        const VF32 d = hn::Sub(e.max, e.min);
-        const VF32 den = hn::IfThenElse(hn::Le(l, F(0.5f)), hn::Add(e.max, e.min),
-                                        hn::Sub(hn::Sub(F(2.0f), e.max), e.min));
+        VF32 eMax, eMin;
+        FindExtremes(r, g, b, eMax, eMin);
+        const VF32 l = hn::Mul(hn::Add(eMax, eMin), F(0.5f));
+        const VF32 d = hn::Sub(eMax, eMin);
+        const VF32 den = hn::IfThenElse(hn::Le(l, F(0.5f)), hn::Add(eMax, eMin),
+                                        hn::Sub(hn::Sub(F(2.0f), eMax), eMin));
         const VI32 s = TruncToI32(hn::Mul(hn::Div(d, den), fdst));
-        const VI32 h = ScaleHue(HueDegrees(r, g, b, e.max, d), fdst);
-        const auto chromatic = AsI(Differ(e.max, e.min));
+        const VI32 h = ScaleHue(HueDegrees(r, g, b, eMax, d), fdst);
+        const auto chromatic = AsI(Differ(eMax, eMin));
         StoreLow(hn::IfThenElseZero(chromatic, h), q[0] + x);
         StoreLow(TruncToI32(hn::Mul(l, fdst)), q[1] + x);
         StoreLow(hn::IfThenElseZero(chromatic, s), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 // ---- RGB -> HSV ------------------------------------------------------------
@@ -218,7 +220,7 @@ HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t wid
 template <class S, class D>
 HWY_INLINE void HsvTablePath(const S* const src[3], D* const dst[3], int32_t width) {
     const VI32 low = I(0xFF);
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         const VI32 max = hn::Max(r, hn::Max(g, b));
         const VI32 min = hn::Min(r, hn::Min(g, b));
@@ -242,26 +244,27 @@ HWY_INLINE void HsvTablePath(const S* const src[3], D* const dst[3], int32_t wid
         StoreLow(s, q[1] + x);
         StoreLow(hn::And(max, low), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 template <class S, class D>
 HWY_INLINE void HsvEqualPath(const S* const src[3], D* const dst[3], int32_t width,
                              int32_t srcMax) {
     const VF32 fdst = F(static_cast<float>(srcMax));
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
-        const Extremes<VI32> e = FindExtremes(r, g, b);
-        const VI32 d = hn::Sub(e.max, e.min);
+        VI32 eMax, eMin;
+        FindExtremes(r, g, b, eMax, eMin);
+        const VI32 d = hn::Sub(eMax, eMin);
         const VF32 fd = ToF32(d);
-        const VI32 s = TruncToI32(hn::Mul(hn::Div(fd, ToF32(e.max)), fdst));
-        const VI32 h = ScaleHue(HueDegrees(r, g, b, e.max, fd), fdst);
-        const auto lit = hn::Ne(e.max, I(0));
+        const VI32 s = TruncToI32(hn::Mul(hn::Div(fd, ToF32(eMax)), fdst));
+        const VI32 h = ScaleHue(HueDegrees(r, g, b, eMax, fd), fdst);
+        const auto lit = hn::Ne(eMax, I(0));
         StoreLow(hn::IfThenElseZero(hn::And(lit, hn::Ne(d, I(0))), h), q[0] + x);
         StoreLow(hn::IfThenElseZero(lit, s), q[1] + x);
-        StoreLow(e.max, q[2] + x);
+        StoreLow(eMax, q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 template <class S, class D>
@@ -269,20 +272,21 @@ HWY_INLINE void HsvFloatPath(const S* const src[3], D* const dst[3], int32_t wid
                              int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 r = LoadNormalised(p[0] + x, fsrc);
         const VF32 g = LoadNormalised(p[1] + x, fsrc);
         const VF32 b = LoadNormalised(p[2] + x, fsrc);
-        const Extremes<VF32> e = FindExtremes(r, g, b);
-        const VF32 d = hn::Sub(e.max, e.min);
-        const VI32 s = TruncToI32(hn::Mul(hn::Div(d, e.max), fdst));
-        const VI32 h = ScaleHue(HueDegrees(r, g, b, e.max, d), fdst);
-        const auto lit = Differ(e.max, F(0.0f));
+        VF32 eMax, eMin;
+        FindExtremes(r, g, b, eMax, eMin);
+        const VF32 d = hn::Sub(eMax, eMin);
+        const VI32 s = TruncToI32(hn::Mul(hn::Div(d, eMax), fdst));
+        const VI32 h = ScaleHue(HueDegrees(r, g, b, eMax, d), fdst);
+        const auto lit = Differ(eMax, F(0.0f));
         StoreLow(hn::IfThenElseZero(AsI(hn::And(lit, Differ(d, F(0.0f)))), h), q[0] + x);
         StoreLow(hn::IfThenElseZero(AsI(lit), s), q[1] + x);
-        StoreLow(TruncToI32(hn::Mul(e.max, fdst)), q[2] + x);
+        StoreLow(TruncToI32(hn::Mul(eMax, fdst)), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 // ---- HLS and HSV -> RGB ----------------------------------------------------
@@ -334,7 +338,7 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
                          int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 h = hn::Div(hn::Mul(ToF32(LoadI32(p[0] + x)), F(360.0f)), fsrc);
         const VF32 l = LoadNormalised(p[1] + x, fsrc);
         const VF32 s = LoadNormalised(p[2] + x, fsrc);
@@ -343,7 +347,7 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         const VF32 m1 = hn::Sub(hn::Mul(F(2.0f), l), m2);
         const auto grey = AsI(hn::Eq(s, F(0.0f)));
         const VI32 flat = Trunc<kInRange>(hn::Mul(l, fdst));
-        const auto channel = [=](VF32 hue) OZU_INLINE_LAMBDA {
+        const auto channel = [OZU_STEP_CAPTURE](VF32 hue) OZU_INLINE_LAMBDA {
             return hn::IfThenElse(grey, flat,
                                   Trunc<kInRange>(hn::Mul(HlsChannel(m1, m2, hue), fdst)));
         };
@@ -351,7 +355,7 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         StoreLow(channel(h), q[1] + x);
         StoreLow(channel(hn::Sub(h, F(120.0f))), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 template <bool kInRange, bool kBytes, class S, class D>
@@ -360,7 +364,7 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
     const VF32 one = F(1.0f);
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VF32 h = LoadNormalised(p[0] + x, fsrc);
         const VF32 s = LoadNormalised(p[1] + x, fsrc);
         const VF32 v = LoadNormalised(p[2] + x, fsrc);
@@ -410,7 +414,7 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
             StoreLow(bOut, q[2] + x);
         }
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 // Whether every channel HsvToRgb stores lies in 0..255, so that it may
@@ -484,10 +488,11 @@ bool SubHSV2RGB(const S* const src[3], D* const dst[3], int32_t width, int32_t s
 
 // The computed entries of the two 8-bit tables, for the exhaustive test:
 // entry (row, col) of RGB2HLS_Saturation and RGB2HSV_Saturation for n pairs,
-// n a multiple of 16.
+// n a multiple of the lane count (16 is for vectors up to 512 bits).
 inline void HueTableEntries(const int32_t* rows, const int32_t* cols, int32_t* hls, int32_t* hsv,
                             size_t n) {
-    for (size_t x = 0; x + hue_simd::kLanes <= n; x += hue_simd::kLanes) {
+    const size_t lanes = hn::Lanes(DI32());
+    for (size_t x = 0; x + lanes <= n; x += lanes) {
         const VI32 row = hn::LoadU(DI32(), rows + x), col = hn::LoadU(DI32(), cols + x);
         hn::StoreU(hue_simd::HlsSaturationEntry(row, col), DI32(), hls + x);
         hn::StoreU(hue_simd::HsvTableEntry(row, col), DI32(), hsv + x);

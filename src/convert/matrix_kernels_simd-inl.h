@@ -52,7 +52,7 @@ HWY_INLINE void TransformLine(const S* const src[3], D* const dst[3], int32_t wi
     const VI32 out = hn::Set(d, outOffset);
     const VI32 top = hn::Set(d, dstMax);
     const VI32 zero = hn::Zero(d);
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI32 a = LoadI32(p[0] + x);
         const VI32 b = hn::Sub(LoadI32(p[1] + x), in);
         const VI32 c = hn::Sub(LoadI32(p[2] + x), in);
@@ -60,7 +60,7 @@ HWY_INLINE void TransformLine(const S* const src[3], D* const dst[3], int32_t wi
         StoreLow(Channel<kScale>(k10, k11, k12, a, b, c, scale, out, top), q[1] + x);
         StoreLow(Channel<kScale>(k20, k21, k22, a, b, c, scale, out, top), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 // Whether the byte-line form below computes exactly what TransformLine does:
@@ -91,11 +91,36 @@ HWY_INLINE VI16 CoefficientPair(int32_t lo, int32_t hi) {
 
 // (k0 x + k1 y + k2 z) >> 13 for pixels whose (x, y) and (z, 0) pairs fill
 // adjacent lanes of xy and z0, with kxy = (k0, k1) and kz = (k2, 0).
+// Where each product lands between the two accumulators is the target's
+// choice (x86 sums each pair into one lane of the first; NEON puts the
+// products of the low and high halves in different accumulators; SVE the
+// even and odd ones): only RearrangeToOddPlusEven turns the two into the
+// pair sums in lane order. On x86 it is free.
 HWY_INLINE hn::Vec<D32Of16> PairSums(VI16 xy, VI16 z0, VI16 kxy, VI16 kz) {
     const D32Of16 d32;
-    hn::Vec<D32Of16> unused = hn::Zero(d32);
-    const auto sum = hn::ReorderWidenMulAccumulate(d32, xy, kxy, hn::Zero(d32), unused);
-    return hn::ShiftRight<kFixBits>(hn::ReorderWidenMulAccumulate(d32, z0, kz, sum, unused));
+    hn::Vec<D32Of16> sum1 = hn::Zero(d32);
+    auto sum0 = hn::ReorderWidenMulAccumulate(d32, xy, kxy, hn::Zero(d32), sum1);
+    sum0 = hn::ReorderWidenMulAccumulate(d32, z0, kz, sum0, sum1);
+    return hn::ShiftRight<kFixBits>(hn::RearrangeToOddPlusEven(sum0, sum1));
+}
+
+// The 16-bit channels x and y of every pixel as (x, y) pairs in 32-bit
+// lanes, split over two vectors `first` and `second` in the order that
+// ReorderDemote2To, given their pair sums, turns back into pixel order. On
+// x86 and NEON that narrowing concatenates its inputs within each 128-bit
+// block, so the pairs of the lower and upper half of each block go to first
+// and second (InterleaveLower and InterleaveUpper work within blocks too).
+// On SVE it interleaves its inputs lane by lane instead, so first holds the
+// pairs of the even pixels and second those of the odd ones.
+HWY_INLINE void PairUp(VI16 x, VI16 y, VI16& first, VI16& second) {
+#if HWY_HAVE_SCALABLE
+    const D32Of16 d32;
+    first = hn::OddEven(hn::BitCast(D16(), hn::ShiftLeft<16>(hn::BitCast(d32, y))), x);
+    second = hn::OddEven(y, hn::BitCast(D16(), hn::ShiftRight<16>(hn::BitCast(d32, x))));
+#else
+    first = hn::InterleaveLower(D16(), x, y);
+    second = hn::InterleaveUpper(D16(), x, y);
+#endif
 }
 
 // TransformLine for byte lines, twice as many pixels per vector: the
@@ -105,8 +130,8 @@ HWY_INLINE hn::Vec<D32Of16> PairSums(VI16 xy, VI16 z0, VI16 kxy, VI16 kz) {
 // products and sums are exact, so they equal the wrap-around ones; after the
 // shift every result fits 16 bits and is offset, clamped and narrowed
 // there. The multiply-add pairs adjacent lanes, so the channels are
-// interleaved first, and the narrowing of the two halves undoes the
-// interleaving (both work within 128-bit blocks).
+// paired up first (PairUp), and the narrowing of the two halves undoes the
+// pairing.
 template <class S, class D>
 HWY_INLINE void TransformBytes(const S* const src[3], D* const dst[3], int32_t width,
                                int32_t dstMax, const int32_t (*m)[3], int32_t inOffset,
@@ -122,12 +147,13 @@ HWY_INLINE void TransformBytes(const S* const src[3], D* const dst[3], int32_t w
     const VI16 out = hn::Set(d16, static_cast<int16_t>(outOffset));
     const VI16 top = hn::Set(d16, static_cast<int16_t>(dstMax));
     const VI16 zero = hn::Zero(d16);
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         const VI16 a = hn::PromoteTo(d16, hn::LoadU(ds, p[0] + x));
         const VI16 b = hn::Sub(hn::PromoteTo(d16, hn::LoadU(ds, p[1] + x)), in);
         const VI16 c = hn::Sub(hn::PromoteTo(d16, hn::LoadU(ds, p[2] + x)), in);
-        const VI16 abLo = hn::InterleaveLower(d16, a, b), abHi = hn::InterleaveUpper(d16, a, b);
-        const VI16 cLo = hn::InterleaveLower(d16, c, zero), cHi = hn::InterleaveUpper(d16, c, zero);
+        VI16 abLo, abHi, cLo, cHi;
+        PairUp(a, b, abLo, abHi);
+        PairUp(c, zero, cLo, cHi);
         const auto channel = [&](VI16 kab, VI16 kc, VI16 offset, D* o) OZU_INLINE_LAMBDA {
             const VI16 t = hn::ReorderDemote2To(d16, PairSums(abLo, cLo, kab, kc),
                                                 PairSums(abHi, cHi, kab, kc));
@@ -138,7 +164,7 @@ HWY_INLINE void TransformBytes(const S* const src[3], D* const dst[3], int32_t w
         channel(ab1, c1, out, q[1]);
         channel(ab2, c2, out, q[2]);
     };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(d16), step);
 }
 
 template <class S, class D>

@@ -27,9 +27,9 @@ HWY_INLINE void MapPlane(const S* in, D* out, int32_t width, const Op& op) {
     constexpr size_t kLanes = hn::MaxLanes(DI32());
     const S* const src[3] = {in, nullptr, nullptr};
     D* const dst[3] = {out, nullptr, nullptr};
-    const auto step = [=](const S* const* p, D* const* q, size_t x)
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x)
                           OZU_INLINE_LAMBDA { StoreLow(op(LoadI32(p[0] + x)), q[0] + x); };
-    WalkLine<kLanes>(src, dst, width, step);
+    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
 }
 
 // c - v between elements of one size, in lanes of that size: the low bits
@@ -40,7 +40,8 @@ template <class S, class D>
 HWY_INLINE void MirrorPlane(const S* in, D* out, int32_t width, int32_t c) {
     static_assert(sizeof(S) == sizeof(D));
     using U = std::make_unsigned_t<S>;
-    // Vectors of 32 bytes at most: the work is all loads and stores, which
+    // Vectors of 32 bytes at most (fewer where the processor's SVE vectors
+    // are shorter): the work is all loads and stores, which
     // wider vectors do not speed up, and some processors split them in two.
     constexpr size_t kLanes = hn::MaxLanes(hn::CappedTag<U, 32 / sizeof(U)>());
     const hn::CappedTag<U, kLanes> du;
@@ -52,13 +53,14 @@ HWY_INLINE void MirrorPlane(const S* in, D* out, int32_t width, int32_t c) {
     const auto k = hn::Set(du, static_cast<U>(static_cast<uint32_t>(c)));
     const S* const src[3] = {in, nullptr, nullptr};
     D* const dst[3] = {out, nullptr, nullptr};
-    const auto step = [=](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    const size_t lanes = hn::Lanes(du);
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
         for (size_t u = 0; u < kUnroll; ++u) {
-            const auto v = hn::BitCast(du, hn::LoadU(ds, p[0] + x + u * kLanes));
-            hn::StoreU(hn::BitCast(dd, hn::Sub(k, v)), dd, q[0] + x + u * kLanes);
+            const auto v = hn::BitCast(du, hn::LoadU(ds, p[0] + x + u * lanes));
+            hn::StoreU(hn::BitCast(dd, hn::Sub(k, v)), dd, q[0] + x + u * lanes);
         }
     };
-    WalkLine<kUnroll * kLanes>(src, dst, width, step);
+    WalkLine<kUnroll * kLanes>(src, dst, width, kUnroll * lanes, step);
 }
 
 // The range adaptation of one plane.
@@ -73,7 +75,7 @@ HWY_INLINE void RescalePlane(const S* in, D* out, int32_t width, int32_t factor)
     }
     const VI32 scale = hn::Set(DI32(), factor);
     MapPlane(in, out, width,
-             [=](VI32 v) OZU_INLINE_LAMBDA { return hn::ShiftRight<kFixBits>(hn::Mul(v, scale)); });
+             [OZU_STEP_CAPTURE](VI32 v) OZU_INLINE_LAMBDA { return hn::ShiftRight<kFixBits>(hn::Mul(v, scale)); });
 }
 
 }  // namespace plane_simd
@@ -88,14 +90,14 @@ bool SubInvert(const S* const src[3], D* const dst[3], int32_t width, int32_t sr
             } else {
                 const VI32 top = hn::Set(DI32(), srcMax);
                 plane_simd::MapPlane(src[plane], dst[plane], width,
-                                     [=](VI32 v) OZU_INLINE_LAMBDA { return hn::Sub(top, v); });
+                                     [OZU_STEP_CAPTURE](VI32 v) OZU_INLINE_LAMBDA { return hn::Sub(top, v); });
             }
         }
     } else {
         const VI32 scale = hn::Set(DI32(), range_factor(srcMax, dstMax));
         const VI32 top = hn::Set(DI32(), dstMax);
         for (int plane = 0; plane < 3; ++plane)
-            plane_simd::MapPlane(src[plane], dst[plane], width, [=](VI32 v) OZU_INLINE_LAMBDA {
+            plane_simd::MapPlane(src[plane], dst[plane], width, [OZU_STEP_CAPTURE](VI32 v) OZU_INLINE_LAMBDA {
                 return hn::ShiftRight<kFixBits>(hn::Sub(top, hn::Mul(v, scale)));
             });
     }

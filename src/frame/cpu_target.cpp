@@ -11,12 +11,15 @@
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <cpuid.h>
+#elif defined(__aarch64__) && defined(__linux__)
+#include <sys/auxv.h>
 #endif
 
 namespace ozu {
 namespace {
 
-constexpr const char* kNames[kCpuTargetCount] = {"scalar", "sse4", "avx2", "avx512"};
+constexpr const char* kNames[kCpuTargetCount] = {"scalar", "sse4", "avx2", "avx512",
+                                                  "neon",   "sve",  "sve2"};
 
 // Whether the Highway target behind each of ours is compiled.
 constexpr bool compiled_in(CpuTarget target) {
@@ -30,6 +33,12 @@ constexpr bool compiled_in(CpuTarget target) {
             return (HWY_TARGETS & HWY_AVX2) != 0;
         case CpuTarget::kAvx512:
             return (HWY_TARGETS & HWY_AVX3) != 0;
+        case CpuTarget::kNeon:
+            return (HWY_TARGETS & HWY_NEON) != 0;
+        case CpuTarget::kSve:
+            return (HWY_TARGETS & HWY_SVE) != 0;
+        case CpuTarget::kSve2:
+            return (HWY_TARGETS & HWY_SVE2) != 0;
     }
     return false;
 #else
@@ -87,8 +96,36 @@ bool processor_runs(CpuTarget target) {
             return f.ssse3 && f.sse41 && f.sse42 && f.avx2;
         case CpuTarget::kAvx512:
             return f.ssse3 && f.sse41 && f.sse42 && f.avx512;
+        default:
+            return false;
     }
-    return false;
+}
+
+#elif defined(__aarch64__) && defined(__linux__)
+
+// What the processor offers, as the kernel reports it. NEON is part of every
+// aarch64 processor. Highway compiles its NEON and SVE2 targets with the
+// crypto extensions enabled ("+crypto", "+sve2-aes"), but the compiler emits
+// those instructions only for their intrinsics, which no kernel uses: the
+// targets need no more than the extension they are named after.
+bool processor_runs(CpuTarget target) {
+    constexpr unsigned long kHwcapAsimd = 1ul << 1;  // HWCAP_ASIMD
+    constexpr unsigned long kHwcapSve = 1ul << 22;   // HWCAP_SVE
+    constexpr unsigned long kHwcap2Sve2 = 1ul << 1;  // HWCAP2_SVE2
+    static const unsigned long hwcap = getauxval(AT_HWCAP);
+    static const unsigned long hwcap2 = getauxval(AT_HWCAP2);
+    switch (target) {
+        case CpuTarget::kScalar:
+            return true;
+        case CpuTarget::kNeon:
+            return (hwcap & kHwcapAsimd) != 0;
+        case CpuTarget::kSve:
+            return (hwcap & kHwcapSve) != 0;
+        case CpuTarget::kSve2:
+            return (hwcap & kHwcapSve) != 0 && (hwcap2 & kHwcap2Sve2) != 0;
+        default:
+            return false;
+    }
 }
 
 #else

@@ -1,7 +1,8 @@
 // Run-time choice of the instruction set the per-line kernels run on.
 //
-// One binary has to be fast on every x86-64 and still right on PowerPC, and
-// every result has to stay bit for bit that of the scalar kernels. So each
+// One binary has to be fast on every x86-64 and every 64-bit ARM and still
+// right on PowerPC, and every result has to stay bit for bit that of the
+// scalar kernels. So each
 // kernel that has vector versions exists several times over:
 //
 //   - the scalar kernel, plain C++, is the reference: it is the readable
@@ -10,17 +11,24 @@
 //   - one vector version per target compiled into this build, written once
 //     with Highway (hwy/highway.h) and compiled by Highway's foreach_target
 //     once per instruction set, each copy in its own namespace
-//     (ozu::N_SSE4, ozu::N_AVX2, ozu::N_AVX3).
+//     (ozu::N_SSE4, ozu::N_AVX2, ozu::N_AVX3 on x86-64; ozu::N_NEON,
+//     ozu::N_SVE, ozu::N_SVE2 on ARM).
 //
-// Targets, from the plainest to the widest:
+// Targets, from the plainest to the widest within each architecture:
 //
 //   scalar  the reference kernels, compiled for the baseline of the build:
-//           SSE2 on x86-64 (what a processor without SSE4.1 runs), and the
-//           whole of the PowerPC build.
+//           SSE2 on x86-64 (what a processor without SSE4.1 runs), the
+//           ARMv8-A baseline on aarch64, and the whole of the PowerPC build.
 //   sse4    SSE4.1 / SSE4.2 (128-bit vectors).
 //   avx2    AVX2 (256-bit).
 //   avx512  AVX-512 F, VL, DQ and BW (512-bit).
+//   neon    ARM's Advanced SIMD (128-bit), which every aarch64 processor has.
+//   sve     the Scalable Vector Extension (128 to 2048 bits, as the
+//           processor has them: the kernels take the lane count at run time).
+//   sve2    SVE2.
 //
+// A build holds the targets of one architecture only; the table entries of
+// the others stay null.
 // There is no vector version for the bare SSE2 baseline: Highway's portable
 // 128-bit target, the only one that would run there, is slower than the
 // scalar kernels with this compiler, and processors without SSE4.1 are more
@@ -30,7 +38,7 @@
 // or OZU_SIMD=OFF). At first use the active target is the widest one the
 // processor and the operating system support, unless the environment
 // variable OZU_CPU_TARGET names another available one (scalar, sse4, avx2,
-// avx512); an unknown or unavailable name is ignored. Tests and
+// avx512, neon, sve, sve2); an unknown or unavailable name is ignored. Tests and
 // benchmarks switch with force_cpu_target. The choice is global; since every
 // target gives the same bits, a switch while a conversion runs only changes
 // the speed of the lines still to come.
@@ -94,13 +102,17 @@ enum class CpuTarget : int32_t {
     kSse4 = 1,
     kAvx2 = 2,
     kAvx512 = 3,
+    kNeon = 4,
+    kSve = 5,
+    kSve2 = 6,
 };
-inline constexpr int kCpuTargetCount = 4;
+inline constexpr int kCpuTargetCount = 7;
 
-inline constexpr CpuTarget kAllCpuTargets[kCpuTargetCount] = {CpuTarget::kScalar, CpuTarget::kSse4,
-                                                              CpuTarget::kAvx2, CpuTarget::kAvx512};
+inline constexpr CpuTarget kAllCpuTargets[kCpuTargetCount] = {
+    CpuTarget::kScalar, CpuTarget::kSse4, CpuTarget::kAvx2, CpuTarget::kAvx512,
+    CpuTarget::kNeon,   CpuTarget::kSve,  CpuTarget::kSve2};
 
-// "scalar", "sse4", "avx2", "avx512".
+// "scalar", "sse4", "avx2", "avx512", "neon", "sve", "sve2".
 const char* cpu_target_name(CpuTarget target);
 // The target of that name; nothing for any other text.
 std::optional<CpuTarget> cpu_target_from_name(std::string_view name);
@@ -126,7 +138,8 @@ struct TargetTable {
 
     // The version for `target`, or failing that the nearest plainer one
     // compiled: a kernel without a version of its own for a target runs the
-    // next best code, at worst the scalar reference.
+    // next best code, at worst the scalar reference. (The entries of the
+    // other architecture's targets, passed on the way, are null.)
     Fn on(CpuTarget target) const {
         for (int t = static_cast<int>(target); t > 0; --t)
             if (entry[t] != nullptr) return entry[t];

@@ -29,6 +29,17 @@
 #include <limits>
 #include <type_traits>
 
+// How the step lambdas take the vectors they use: by value (see above),
+// except on the SVE targets, whose sizeless vector types cannot be members
+// of a lambda; there they are referenced, and the compiler keeps them in
+// registers as well as it can.
+#undef OZU_STEP_CAPTURE
+#if HWY_HAVE_SCALABLE
+#define OZU_STEP_CAPTURE &
+#else
+#define OZU_STEP_CAPTURE =
+#endif
+
 HWY_BEFORE_NAMESPACE();
 namespace ozu {
 namespace HWY_NAMESPACE {
@@ -80,11 +91,13 @@ HWY_INLINE void StoreLow(VI32 v, D* HWY_RESTRICT p) {
 }
 
 // trunc(v) as a 32-bit integer with the rule of hue_detail::trunc_to_int32:
-// truncation toward zero in range, saturation beyond it, 0 for NaN. Highway's
-// conversion on the x86 targets saturates out-of-range lanes (its fix-up of
-// the instruction's 0x80000000); only NaN needs a lane select.
+// truncation toward zero in range, saturation beyond it, 0 for NaN.
+// Highway's conversion saturates out-of-range lanes on every target we
+// build: on x86 through its fix-up of the instruction's 0x80000000, on ARM
+// (NEON FCVTZS, SVE FCVTZS) in the instruction itself. NaN lanes, which x86
+// would turn into a saturated value, are zeroed by a lane select.
+// tests/simd_lanes_test.cpp holds every target to this rule.
 HWY_INLINE VI32 TruncToI32(VF32 v) {
-    static_assert(HWY_ARCH_X86, "the saturation of ConvertTo is that of the x86 targets");
     const auto number = hn::Eq(v, v);
     return hn::IfThenElseZero(hn::RebindMask(DI32(), number),
                               hn::ConvertTo(DI32(), hn::IfThenElseZero(number, v)));
@@ -143,7 +156,10 @@ HWY_INLINE VI32 Trunc(VF32 v) {
 HWY_INLINE VF32 ToF32(VI32 v) { return hn::ConvertTo(DF32(), v); }
 
 // Runs step(in, out, x) for x = 0, N, 2N, ... over a line of `width` pixels,
-// N = kStep pixels per call; in and out are the plane pointer arrays. The
+// N = `stride` pixels per call (at most kMaxStride, the count for the
+// widest vectors the target allows: on the scalable SVE targets the
+// processor's vectors may be shorter, and N comes from hn::Lanes at run
+// time); in and out are the plane pointer arrays. The
 // last, partial, group runs the same step on copies of its pixels padded to a
 // whole group (null planes stay null), and only its `width mod N` pixels are
 // copied back: every pixel goes through the same vector code whatever the
@@ -156,21 +172,22 @@ HWY_INLINE VF32 ToF32(VI32 v) { return hn::ConvertTo(DF32(), v); }
 // gathered into fresh arrays on each pass: arrays the loop itself changed, or
 // any the compiler could not follow, would be reloaded after every byte
 // store, which may alias anything.
-template <size_t kStep, class S, class D, class Step>
-HWY_INLINE void WalkLine(const S* const src[3], D* const dst[3], int32_t width, const Step& step) {
+template <size_t kMaxStride, class S, class D, class Step>
+HWY_INLINE void WalkLine(const S* const src[3], D* const dst[3], int32_t width, size_t stride,
+                         const Step& step) {
     if (width <= 0) return;
     const size_t n = static_cast<size_t>(width);
-    const size_t whole = n - n % kStep;
+    const size_t whole = n - n % stride;
     const size_t rest = n - whole;
-    HWY_ALIGN S inPad[3][kStep];
-    HWY_ALIGN D outPad[3][kStep];
+    HWY_ALIGN S inPad[3][kMaxStride];
+    HWY_ALIGN D outPad[3][kMaxStride];
     const S *s0 = src[0], *s1 = src[1], *s2 = src[2];
     D *d0 = dst[0], *d1 = dst[1], *d2 = dst[2];
     size_t end = whole;
     for (int pass = 0;; ++pass) {
         const S* const in[3] = {s0, s1, s2};
         D* const out[3] = {d0, d1, d2};
-        for (size_t x = 0; x < end; x += kStep) step(in, out, x);
+        for (size_t x = 0; x < end; x += stride) step(in, out, x);
         if (pass == 1 || rest == 0) break;
         std::memset(inPad, 0, sizeof inPad);
         std::memset(outPad, 0, sizeof outPad);
@@ -184,7 +201,7 @@ HWY_INLINE void WalkLine(const S* const src[3], D* const dst[3], int32_t width, 
         d0 = dst[0] != nullptr ? outPad[0] : nullptr;
         d1 = dst[1] != nullptr ? outPad[1] : nullptr;
         d2 = dst[2] != nullptr ? outPad[2] : nullptr;
-        end = kStep;
+        end = stride;
     }
     if (rest == 0) return;
     for (int p = 0; p < 3; ++p)

@@ -48,5 +48,23 @@
 #define OZU_SIMD_ON_AVX512(...) nullptr
 #endif
 
-#define OZU_SIMD_ENTRIES(...) \
-    OZU_SIMD_ON_SSE4(__VA_ARGS__), OZU_SIMD_ON_AVX2(__VA_ARGS__), OZU_SIMD_ON_AVX512(__VA_ARGS__)
+#if OZU_HAVE_HWY && (HWY_TARGETS & HWY_NEON)
+#define OZU_SIMD_ON_NEON(...) &::ozu::N_NEON::__VA_ARGS__
+#else
+#define OZU_SIMD_ON_NEON(...) nullptr
+#endif
+#if OZU_HAVE_HWY && (HWY_TARGETS & HWY_SVE)
+#define OZU_SIMD_ON_SVE(...) &::ozu::N_SVE::__VA_ARGS__
+#else
+#define OZU_SIMD_ON_SVE(...) nullptr
+#endif
+#if OZU_HAVE_HWY && (HWY_TARGETS & HWY_SVE2)
+#define OZU_SIMD_ON_SVE2(...) &::ozu::N_SVE2::__VA_ARGS__
+#else
+#define OZU_SIMD_ON_SVE2(...) nullptr
+#endif
+
+#define OZU_SIMD_ENTRIES(...)                                                               \
+    OZU_SIMD_ON_SSE4(__VA_ARGS__), OZU_SIMD_ON_AVX2(__VA_ARGS__),                           \
+        OZU_SIMD_ON_AVX512(__VA_ARGS__), OZU_SIMD_ON_NEON(__VA_ARGS__),                     \
+        OZU_SIMD_ON_SVE(__VA_ARGS__), OZU_SIMD_ON_SVE2(__VA_ARGS__)
