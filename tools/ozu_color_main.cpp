@@ -13,6 +13,7 @@
 #include "command_line.h"
 #include "command_support.h"
 #include "commands.h"
+#include "threads_option.h"
 #include "tool_error.h"
 
 namespace ozu::tool {
@@ -29,6 +30,9 @@ constexpr const char* kOverviewHead =
 constexpr const char* kOverviewTail =
     "\n"
     "  --version     the same as 'version'\n"
+    "\n"
+    "Every command takes --threads N: the work shared between N threads (default:\n"
+    "every core; 1 keeps it in one thread). The results are the same for every N.\n"
     "\n"
     "Every failure prints one line, 'ozu-color COMMAND: WHAT: error CODE (TEXT)',\n"
     "and exits with status 1, or 2 for a command line that cannot be used (an\n"
@@ -88,6 +92,7 @@ Outcome execute(const std::vector<std::string>& words, std::ostream& out) {
     const std::string prefix = "ozu-color " + name;
     Outcome outcome;
     try {
+        const ThreadsOption threads(invocation.words);
         command->run(invocation);
     } catch (const UsageError& error) {
         outcome = {2, error.code(),
