@@ -9,10 +9,9 @@ void empty_destructor(void*) {}
 }  // namespace
 
 void run_once(OnceFlag& flag) noexcept {
-    if (flag.done == 0) {
-        flag.done = 1;
+    if (flag.done.load(std::memory_order_relaxed) == 0 &&
+        flag.done.exchange(1, std::memory_order_relaxed) == 0)
         __cxa_atexit(&empty_destructor, nullptr, &__dso_handle);
-    }
 }
 
 void raise(int32_t code) {

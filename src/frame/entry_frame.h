@@ -7,6 +7,7 @@
 // and turns the outcome into the 1 / 0 result the C interface promises.
 #pragma once
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -24,9 +25,10 @@ struct EntryTexts {
 
 // Per-entry one-time set-up: a byte flag and an empty destructor registered
 // for the library's unloading on the first call. It has no visible effect;
-// it is kept as the first step of every entry.
+// it is kept as the first step of every entry. The flag is atomic: threads
+// may make their first calls of an entry at the same time.
 struct OnceFlag {
-    uint8_t done = 0;
+    std::atomic<uint8_t> done{0};
 };
 void run_once(OnceFlag& flag) noexcept;
 
