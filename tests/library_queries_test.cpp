@@ -7,16 +7,24 @@
 
 #include <ozu/color.h>
 
+#include "frame/cpu_target.h"
 #include "test_support.h"
 
 namespace {
 
-TEST(GetCpuTarget, NamesOneOfTheFourTargets) {
+TEST(GetCpuTarget, NamesTheActiveTarget) {
     char name[16];
     std::memset(name, 'x', sizeof name);
     ASSERT_EQ(COL_GetCpuTarget(name, sizeof name), 1);
     const std::string text = name;
+    EXPECT_EQ(text, ozu::cpu_target_name(ozu::active_cpu_target()));
+#if defined(__x86_64__)
     EXPECT_TRUE(text == "scalar" || text == "sse4" || text == "avx2" || text == "avx512") << text;
+#elif defined(__aarch64__)
+    EXPECT_TRUE(text == "scalar" || text == "neon" || text == "sve" || text == "sve2") << text;
+#else
+    EXPECT_EQ(text, "scalar");
+#endif
     EXPECT_EQ(name[text.size() + 1], 'x');
 }
 

@@ -78,7 +78,8 @@ OZU_COLOR_API int32_t COL_GetVersion(char* buffer, int32_t size);
 
 /**
  * Copies the name of the instruction set the per-line kernels run on in this
- * process: "scalar", "sse4", "avx2" or "avx512". It is the widest the
+ * process: "scalar", "sse4", "avx2" or "avx512" on x86-64, "scalar",
+ * "neon", "sve" or "sve2" on 64-bit ARM, "scalar" elsewhere. It is the widest the
  * processor runs, or the one named by the environment variable OZU_CPU_TARGET
  * when this build has it and the processor runs it; any other value of that
  * variable is ignored. Compare the two to tell a caller that a request was not
