@@ -11,6 +11,9 @@
 #include <cstring>
 #include <memory>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <ozu/base.h>
 
 namespace ozu::tool {
@@ -348,10 +351,28 @@ void write_image_file(const std::string& path, const Raster& raster) {
         throw ToolError(EINVAL, "cannot write " + quoted(path) + ": " +
                                     std::to_string(raster.channels) + " channels of " +
                                     std::to_string(raster.depth) + " bits");
+    // The image goes into a new file beside the target, which takes the
+    // target's name only when it is complete: a failed or interrupted run
+    // never leaves a partial image under that name, nor spoils one already
+    // there.
+    const size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+    std::string temporary = folder + "." +
+                            path.substr(slash == std::string::npos ? 0 : slash + 1) + ".XXXXXX";
     errno = 0;
-    File file(std::fopen(path.c_str(), "wb"));
-    if (!file) throw ToolError(errno_or(EIO), "cannot write " + quoted(path));
-    PartialFile partial(path);
+    const int descriptor = ::mkstemp(temporary.data());
+    if (descriptor < 0) throw ToolError(errno_or(EIO), "cannot write " + quoted(path));
+    // mkstemp makes the file private; an image gets the usual permissions.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(descriptor, 0666 & ~mask);
+    File file(::fdopen(descriptor, "wb"));
+    if (!file) {
+        ::close(descriptor);
+        std::remove(temporary.c_str());
+        throw ToolError(errno_or(EIO), "cannot write " + quoted(path));
+    }
+    PartialFile partial(temporary);
     if (lower_extension(path) == "png") {
         write_png(file.get(), path, raster);
     } else {
@@ -360,7 +381,8 @@ void write_image_file(const std::string& path, const Raster& raster) {
     errno = 0;
     const bool failed = std::ferror(file.get()) != 0;
     const int closed = std::fclose(file.release());
-    if (failed || closed != 0) throw ToolError(errno_or(EIO), "cannot write " + quoted(path));
+    if (failed || closed != 0 || std::rename(temporary.c_str(), path.c_str()) != 0)
+        throw ToolError(errno_or(EIO), "cannot write " + quoted(path));
     partial.keep();
 }
 

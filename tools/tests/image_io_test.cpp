@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -317,6 +318,46 @@ TEST(PixelTypeNames, NameAndCodeGoBothWays) {
         EXPECT_EQ(ozu::tool::pixel_type_from_name(ozu::tool::pixel_type_name(type)), type);
     EXPECT_EQ(ozu::tool::pixel_type_from_name("u32"), 0);
     EXPECT_EQ(ozu::tool::pixel_type_from_name("U8"), 0);
+}
+
+}  // namespace
+
+namespace {
+
+std::vector<std::string> names_in(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// The image is written under another name and takes its own at the end: a
+// good run leaves the target alone in its folder, an image already there is
+// replaced whole, and a run that cannot write leaves that image as it was.
+TEST(ImageWrite, TheTargetAppearsOnlyWholeAndNothingElseIsLeft) {
+    ScratchDir dir;
+    ozu::tool::Raster first(3, 2, 1, 8);
+    for (size_t k = 0; k < first.samples.size(); ++k) first.samples[k] = uint16_t(10 * k);
+    ozu::tool::write_image_file(dir.file("out.png"), first);
+    EXPECT_EQ(names_in(dir.path()), std::vector<std::string>{"out.png"});
+
+    // A second name of the first file keeps the first image: the new one is
+    // a new file, never the old one written over in place.
+    std::filesystem::create_hard_link(dir.file("out.png"), dir.file("first.png"));
+    ozu::tool::Raster second(5, 4, 3, 16);
+    for (size_t k = 0; k < second.samples.size(); ++k) second.samples[k] = uint16_t(999 * k);
+    ozu::tool::write_image_file(dir.file("out.png"), second);
+    EXPECT_EQ(names_in(dir.path()), (std::vector<std::string>{"first.png", "out.png"}));
+    EXPECT_EQ(ozu::tool::read_image_file(dir.file("out.png")).samples, second.samples);
+    EXPECT_EQ(ozu::tool::read_image_file(dir.file("first.png")).samples, first.samples);
+    std::filesystem::remove(dir.file("first.png"));
+
+    // A folder in the target's place: the image cannot take the name.
+    std::filesystem::create_directory(dir.file("taken.pgm"));
+    EXPECT_THROW(ozu::tool::write_image_file(dir.file("taken.pgm"), first), ozu::tool::ToolError);
+    EXPECT_EQ(names_in(dir.path()), (std::vector<std::string>{"out.png", "taken.pgm"}));
+    EXPECT_TRUE(std::filesystem::is_empty(dir.file("taken.pgm")));
 }
 
 }  // namespace
