@@ -120,6 +120,28 @@ void Arguments::expect_positional(size_t min, size_t max, const char* names) con
                          (positional_.size() == 1 ? "" : "s"));
 }
 
+std::optional<std::string> take_common_option(std::vector<std::string>& words,
+                                              const std::string& name) {
+    const std::string option = "--" + name;
+    std::optional<std::string> value;
+    for (size_t k = 0; k < words.size();) {
+        size_t taken = 1;
+        if (words[k] == option) {
+            if (k + 1 >= words.size()) throw UsageError(option + " needs a value");
+            value = words[k + 1];
+            taken = 2;
+        } else if (words[k].rfind(option + "=", 0) == 0) {
+            value = words[k].substr(option.size() + 1);
+        } else {
+            ++k;
+            continue;
+        }
+        words.erase(words.begin() + static_cast<std::ptrdiff_t>(k),
+                    words.begin() + static_cast<std::ptrdiff_t>(k + taken));
+    }
+    return value;
+}
+
 bool wants_help(const std::vector<std::string>& words) {
     for (const std::string& word : words) {
         if (word == "--") return false;

@@ -40,6 +40,12 @@ private:
     std::vector<std::string> positional_;
 };
 
+// Takes every "--name value" and "--name=value" of an option that every
+// command accepts out of `words`; returns the last value, or nothing when
+// the option is absent. A usage error when its value is missing.
+std::optional<std::string> take_common_option(std::vector<std::string>& words,
+                                              const std::string& name);
+
 // True when the words ask for help ("--help" or "-h" before any "--").
 bool wants_help(const std::vector<std::string>& words);
 

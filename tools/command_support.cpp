@@ -9,6 +9,12 @@
 #include "image_io.h"
 
 namespace ozu::tool {
+namespace {
+
+// How a written file is named in the notes.
+std::string shown(const std::string& path) { return path == "-" ? "standard output" : path; }
+
+}  // namespace
 
 HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, int32_t space,
                       int32_t* depth) {
@@ -25,6 +31,16 @@ HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, 
     return buffer;
 }
 
+void require_channels(const HostBuffer& image, const std::string& path, int32_t channels,
+                      const std::string& what) {
+    const int32_t planes = image.attribute(BASE_ATTR_PLANES);
+    if (planes == channels) return;
+    const std::string shownPath = path == "-" ? "standard input" : "'" + path + "'";
+    throw ToolError(COL_ERR_PLANES, shownPath + " has " + std::to_string(planes) +
+                                        (planes == 1 ? " channel" : " channels") + ": " + what +
+                                        " needs " + std::to_string(channels));
+}
+
 void save_image(std::ostream& out, int32_t handle, const std::string& path,
                 const std::string& meaning, SignedMode mode, int32_t space) {
     int32_t type = 0;
@@ -33,7 +49,7 @@ void save_image(std::ostream& out, int32_t handle, const std::string& path,
         space == 0 && writes_offset(type, mode) ? stored_from_signed(handle)
                                                 : buffer_to_raster(handle);
     write_image_file(path, raster);
-    out << "wrote " << path << " (" << raster.channels
+    out << "wrote " << shown(path) << " (" << raster.channels
         << (raster.channels == 1 ? " channel, " : " channels, ") << raster.depth
         << "-bit): " << meaning << signed_note(type, space, mode) << '\n';
 }
@@ -41,7 +57,7 @@ void save_image(std::ostream& out, int32_t handle, const std::string& path,
 void save_raster(std::ostream& out, const Raster& raster, const std::string& path,
                  const std::string& meaning) {
     write_image_file(path, raster);
-    out << "wrote " << path << " (" << raster.channels
+    out << "wrote " << shown(path) << " (" << raster.channels
         << (raster.channels == 1 ? " channel, " : " channels, ") << raster.depth
         << "-bit): " << meaning << '\n';
 }

@@ -51,6 +51,12 @@ int run_tool(const std::vector<std::string>& words, std::ostream& out, std::ostr
 HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, int32_t space = 0,
                       int32_t* depth = nullptr);
 
+// A failure with the library's code for a wrong number of
+// planes (COL_ERR_PLANES) unless the image read from `path` has `channels`
+// channels; `what` names what needs them ("conversion from HSV").
+void require_channels(const HostBuffer& image, const std::string& path, int32_t channels,
+                      const std::string& what);
+
 // Writes a one- or three-plane result and prints one note:
 // "wrote PATH (3 channels, 8-bit): MEANING", with what became of signed
 // samples (signed_storage.h). `space` is the result's colour space (0: none);

@@ -164,6 +164,7 @@ void run_threshold(const Invocation& inv) {
     check_output_path(files.output, 1);
 
     HostBuffer source = load_image(inv.out, files.input, files.type, from);
+    require_channels(source, files.input, 3, "the threshold");
     HostBuffer mask;
     library_call("COL_Threshold", [&] {
         return COL_Threshold(source.get(), mask.slot(), from, space, r[0].low, r[0].high, r[1].low,
@@ -187,6 +188,7 @@ void run_distance(const Invocation& inv) {
     check_output_path(files.output, 1);
 
     HostBuffer source = load_image(inv.out, files.input, files.type);
+    require_channels(source, files.input, 3, "the colour distance");
     HostBuffer distance;
     library_call("COL_CalcColorDistanceImage", [&] {
         return COL_CalcColorDistanceImage(source.get(), distance.slot(), colour1, colour2);
@@ -317,6 +319,7 @@ void run_max_contrast(const Invocation& inv) {
     check_output_path(files.output, 1);
 
     HostBuffer source = load_image(inv.out, files.input, files.type, from);
+    require_channels(source, files.input, 3, "the contrast plane");
     HostBuffer plane;
     try {
         library_call("COL_GetMaxContrastPlane", [&] {

@@ -60,6 +60,7 @@ void run(const Invocation& inv) {
     check_output_path(output, to == COL_I ? 1 : 3);
 
     HostBuffer source = load_image(inv.out, input, type, from);
+    require_channels(source, input, from == COL_I ? 1 : 3, "conversion from " + space_name(from));
     const HostBuffer result = convert_keeping_signs(source.get(), from, to, mode);
     save_image(inv.out, result.get(), output, channel_meaning(to), mode, to);
 }

@@ -87,6 +87,7 @@ void run_twist(const Invocation& inv) {
     check_output_path(files.output, 3);
 
     HostBuffer source = load_image(inv.out, files.input, files.type);
+    require_channels(source, files.input, 3, "the twist");
     HostBuffer result;
     library_call("COL_ColorTwist",
                  [&] { return COL_ColorTwist(source.get(), result.slot(), matrix.data()); });
@@ -102,6 +103,7 @@ void run_to_grey(const Invocation& inv) {
     check_output_path(files.output, 1);
 
     HostBuffer source = load_image(inv.out, files.input, files.type);
+    require_channels(source, files.input, 3, "a weighted sum of three channels");
     HostBuffer result;
     library_call("COL_ConvertToGrayscale", [&] {
         return COL_ConvertToGrayscale(source.get(), result.slot(), w[0], w[1], w[2]);
@@ -119,6 +121,7 @@ void run_to_colour(const Invocation& inv) {
     check_output_path(files.output, 3);
 
     HostBuffer source = load_image(inv.out, files.input, files.type);
+    require_channels(source, files.input, 1, "grey into colour");
     HostBuffer result;
     library_call("COL_ConvertToColor",
                  [&] { return COL_ConvertToColor(source.get(), result.slot(), w[0], w[1], w[2]); });

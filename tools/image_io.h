@@ -1,10 +1,11 @@
 // Image files in and out of the host library's buffers.
 //
-// Two formats are read and written: PNG (grey or RGB, 8 or 16 bits per
-// sample, through libpng) and binary PNM (P5 grey, P6 RGB, maxval up to
-// 65535, 16-bit samples big-endian). A file is recognised by its first
-// bytes, never by its name; the output format is chosen by the name's
-// extension (.png, .pgm, .ppm, .pnm). Anything else is refused with ENOTSUP.
+// Read: PNG (through libpng), JPEG (libjpeg-turbo), TIFF (libtiff) and PNM
+// (P1..P6, plain and binary), grey or RGB, 8 or 16 bits per sample. A file is
+// recognised by its first bytes, never by its name; "-" reads standard
+// input. Written: PNG, JPEG (8 bits), TIFF (strips or tiles) and PNM (binary
+// or plain), chosen by the output name's extension or by --format, which
+// "-" (standard output) needs. Anything else is refused with ENOTSUP.
 //
 // In memory a picture is a Raster: interleaved samples in 16-bit cells. A
 // Raster becomes a host buffer of one plane per channel, and a one- or
@@ -12,6 +13,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -55,19 +57,32 @@ struct ReadNotes {
     std::vector<std::string> lines;
 };
 
-// Reads a PNG or binary PNM file. Throws ToolError: errno codes for files
-// that cannot be opened or read, EIO for damaged contents, ENOTSUP for other
-// formats and variants.
+// Reads an image file, or standard input for "-". Throws ToolError: errno
+// codes for files that cannot be opened or read, EIO for damaged contents,
+// ENOTSUP for other formats and variants.
 Raster read_image_file(const std::string& path, ReadNotes* notes = nullptr);
 
-// Writes by the extension of `path`. Throws ToolError (ENOTSUP for an
-// extension without a writer, EINVAL for a channel count the chosen format
-// cannot hold, errno codes for file errors). A partly written file is removed.
+// The formats an image is written in.
+enum class ImageFormat { Png, Pnm, PnmPlain, Jpeg, Tiff, TiffTiled };
+
+// The format of a --format value: png, pnm (pgm, ppm), pnm-plain, jpeg
+// (jpg), tiff (tif), tiff-tiled; nothing for another name.
+std::optional<ImageFormat> image_format_from_name(const std::string& name);
+
+// Makes every output of the calling thread use `format` whatever its name
+// (nothing: by the name again); returns the setting it replaces.
+std::optional<ImageFormat> set_output_format(std::optional<ImageFormat> format);
+
+// Writes in the format of set_output_format or else by the extension of
+// `path`; "-" is standard output. Throws ToolError (ENOTSUP for a name
+// without a writer, EINVAL for a channel count or depth the chosen format
+// cannot hold, errno codes for file errors). A file appears under its name
+// only when complete.
 void write_image_file(const std::string& path, const Raster& raster);
 
-// Throws as write_image_file would for `path` with `channels` channels,
-// before any work is done. channels 0 checks the extension alone.
-void check_output_path(const std::string& path, int32_t channels = 0);
+// Throws as write_image_file would for `path` with `channels` channels of
+// `depth` bits, before any work is done; 0 leaves either unchecked.
+void check_output_path(const std::string& path, int32_t channels = 0, int32_t depth = 0);
 
 // A buffer of one plane per channel and pixel type `type` (1..4). The samples
 // go into a buffer of the raster's own width (unsigned 8 or 16 bit) and, for

@@ -1,6 +1,7 @@
 // ozu-color: the colour library on image files, one sub-command per exported
 // operation. This file holds the command table and the dispatch.
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -13,6 +14,7 @@
 #include "command_line.h"
 #include "command_support.h"
 #include "commands.h"
+#include "format_option.h"
 #include "threads_option.h"
 #include "tool_error.h"
 
@@ -22,8 +24,10 @@ namespace {
 constexpr const char* kOverviewHead =
     "usage: ozu-color COMMAND [OPTIONS] [ARGUMENTS]\n"
     "\n"
-    "Runs the operations of libozu_color on PNG and binary PNM (PGM/PPM) files,\n"
-    "8 or 16 bits per sample. 'ozu-color COMMAND --help' describes one command.\n"
+    "Runs the operations of libozu_color on image files: PNG, JPEG, TIFF and PNM\n"
+    "(PBM/PGM/PPM, plain or binary), grey or RGB, 8 or 16 bits per sample. The\n"
+    "format of an input is found from its contents, that of an output from its\n"
+    "name. 'ozu-color COMMAND --help' describes one command.\n"
     "\n"
     "commands:\n";
 
@@ -33,6 +37,12 @@ constexpr const char* kOverviewTail =
     "\n"
     "Every command takes --threads N: the work shared between N threads (default:\n"
     "every core; 1 keeps it in one thread). The results are the same for every N.\n"
+    "\n"
+    "Every command takes --format F: the format of the images it writes, whatever\n"
+    "their names: png, pnm, pnm-plain (ASCII), jpeg (8-bit only, quality 95, no\n"
+    "chroma subsampling), tiff or tiff-tiled (deflate-compressed). A file named\n"
+    "'-' is standard input or output; writing to standard output needs --format,\n"
+    "and the tool's own messages then go to standard error.\n"
     "\n"
     "Every failure prints one line, 'ozu-color COMMAND: WHAT: error CODE (TEXT)',\n"
     "and exits with status 1, or 2 for a command line that cannot be used (an\n"
@@ -93,6 +103,7 @@ Outcome execute(const std::vector<std::string>& words, std::ostream& out) {
     Outcome outcome;
     try {
         const ThreadsOption threads(invocation.words);
+        const FormatOption format(invocation.words);
         command->run(invocation);
     } catch (const UsageError& error) {
         outcome = {2, error.code(),
@@ -127,7 +138,10 @@ void warn_about_cpu_target(std::ostream& err) {
 
 int run_tool(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) {
     warn_about_cpu_target(err);
-    const Outcome outcome = execute(words, out);
+    // When an image comes from or goes to a pipe ("-"), the tool's own text
+    // goes to standard error: standard output may be carrying the image.
+    const bool piped = std::find(words.begin(), words.end(), "-") != words.end();
+    const Outcome outcome = execute(words, piped ? err : out);
     if (!outcome.line.empty()) err << outcome.line << '\n';
     return outcome.status;
 }

@@ -19,25 +19,11 @@ constexpr uint32_t kMostThreads = 1024;
 
 ThreadsOption::ThreadsOption(std::vector<std::string>& words) {
     uint32_t threads = 0;  // every core
-    for (size_t k = 0; k < words.size();) {
-        std::string value;
-        size_t taken = 1;
-        if (words[k] == "--threads") {
-            if (k + 1 >= words.size()) throw UsageError("--threads needs a number of threads");
-            value = words[k + 1];
-            taken = 2;
-        } else if (words[k].rfind("--threads=", 0) == 0) {
-            value = words[k].substr(10);
-        } else {
-            ++k;
-            continue;
-        }
-        threads = parse_uint32(value, "--threads");
+    if (const std::optional<std::string> value = take_common_option(words, "threads")) {
+        threads = parse_uint32(*value, "--threads");
         if (threads == 0 || threads > kMostThreads)
-            throw UsageError("--threads '" + value + "': give 1 to " +
+            throw UsageError("--threads '" + *value + "': give 1 to " +
                              std::to_string(kMostThreads) + " threads");
-        words.erase(words.begin() + static_cast<std::ptrdiff_t>(k),
-                    words.begin() + static_cast<std::ptrdiff_t>(k + taken));
     }
     COL_GetParallelRunner(&previous_, &previousOpaque_);
     // A command run by another (the demo's steps) shares the pool already

@@ -103,9 +103,9 @@ TEST(PnmRead, SampleAboveMaxvalIsAnInputError) {
     EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(dir.file("a.pgm")); }), EIO);
 }
 
-TEST(PnmRead, AsciiAndBitmapVariantsAreNotSupported) {
+TEST(PnmRead, ArbitraryMapsAreNotSupported) {
     ScratchDir dir;
-    for (const char* magic : {"P1", "P2", "P3", "P4", "P7"}) {
+    for (const char* magic : {"P7"}) {
         tool_test::write_bytes(dir.file("a.pnm"),
                                bytes_of(std::string(magic) + "\n1 1\n255\n", {0}));
         EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(dir.file("a.pnm")); }), ENOTSUP)
@@ -161,7 +161,7 @@ TEST(ImageWrite, ExtensionAndChannelCountMustFit) {
     ScratchDir dir;
     Raster colour(1, 1, 3, 8);
     colour.samples = {1, 2, 3};
-    EXPECT_EQ(thrown_code([&] { ozu::tool::write_image_file(dir.file("a.jpg"), colour); }),
+    EXPECT_EQ(thrown_code([&] { ozu::tool::write_image_file(dir.file("a.gif"), colour); }),
               ENOTSUP);
     EXPECT_EQ(thrown_code([&] { ozu::tool::write_image_file(dir.file("noext"), colour); }),
               ENOTSUP);

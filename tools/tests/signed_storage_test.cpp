@@ -242,13 +242,14 @@ TEST(SignedStorage, SignedGreyIsStoredPlusHalfTheRangeOrClipped) {
             << k;
 }
 
-TEST(SignedStorage, AGreyImageAsYccGetsTheLibrarysPlaneError) {
+TEST(SignedStorage, AGreyImageAsYccGetsThePlaneErrorBeforeAnyOffsetIsTaken) {
     ScratchDir dir;
     write_pnm(dir.file("grey.pgm"), tool_test::random_samples(5, 4, 1, 8, 9));
     const auto run = run_tool(dir, {"convert", "--from", "YCC", "--to", "RGB", dir.file("grey.pgm"),
                                     dir.file("out.ppm")});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err, "ozu-color convert: COL_ConvertColorSpace failed" +
+    EXPECT_EQ(run.err, "ozu-color convert: '" + dir.file("grey.pgm") +
+                           "' has 1 channel: conversion from YCC needs 3" +
                            error_tail(COL_ERR_PLANES));
     EXPECT_FALSE(std::filesystem::exists(dir.file("out.ppm")));
 }

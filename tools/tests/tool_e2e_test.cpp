@@ -387,16 +387,6 @@ TEST(ToolDistance, IsStretchedToTheFullRangeByDefault) {
     EXPECT_EQ(*std::max_element(written.values.begin(), written.values.end()), 255);
 }
 
-TEST(ToolDistance, PassesThePlaneErrorForAGreyImage) {
-    ScratchDir dir;
-    write_pnm(dir.file("in.pgm"), random_samples(6, 5, 1, 8, 19));
-    const auto run = run_tool(dir, {"distance", "--colour1", "0", "--colour2", "0xFFFFFF",
-                                    dir.file("in.pgm"), dir.file("d.pgm")});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err,
-              "ozu-color distance: COL_CalcColorDistanceImage failed" + code_line(COL_ERR_PLANES));
-}
-
 TEST(ToolMaxContrast, MatchesTheLibrary) {
     ScratchDir dir;
     // Left half one colour, right half another, with noise: an edge across
@@ -642,27 +632,32 @@ TEST(ToolErrors, UnsupportedFormatIsRefused) {
         run_tool(dir, {"convert", "--to", "HSV", dir.file("in.bmp"), dir.file("out.png")});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "ozu-color convert: '" + dir.file("in.bmp") +
-                           "' is not a PNG or binary PNM (P5/P6) image" + code_line(ENOTSUP));
+                           "' is not a PNG, JPEG, TIFF or PNM image" + code_line(ENOTSUP));
 }
 
-TEST(ToolErrors, AsciiPnmIsRefused) {
+TEST(ToolErrors, AsciiPnmIsReadAsBinaryIs) {
     ScratchDir dir;
-    const std::string text = "P3\n1 1\n255\n1 2 3\n";
+    const std::string text = "P3\n2 1\n255\n1 2 3 200 100 50\n";
     tool_test::write_bytes(dir.file("in.ppm"), std::vector<uint8_t>(text.begin(), text.end()));
-    const auto run =
-        run_tool(dir, {"convert", "--to", "HSV", dir.file("in.ppm"), dir.file("out.png")});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(is_single_line(run.err)) << run.err;
-    EXPECT_TRUE(run.err.ends_with(code_line(ENOTSUP))) << run.err;
+    tool_test::write_bytes(dir.file("bin.ppm"), {'P', '6', ' ', '2', ' ', '1', ' ', '2', '5', '5',
+                                                 '\n', 1, 2, 3, 200, 100, 50});
+    for (const char* name : {"in.ppm", "bin.ppm"}) {
+        const auto run = run_tool(dir, {"convert", "--to", "HSV", dir.file(name),
+                                        dir.file(std::string(name) + ".png")});
+        EXPECT_EQ(run.status, 0) << run.err;
+    }
+    EXPECT_EQ(tool_test::read_bytes(dir.file("in.ppm.png")),
+              tool_test::read_bytes(dir.file("bin.ppm.png")));
 }
 
 TEST(ToolErrors, UnsupportedOutputFormatIsRefusedBeforeAnyWork) {
     ScratchDir dir;
     const auto run =
-        run_tool(dir, {"convert", "--to", "HSV", dir.file("missing.png"), dir.file("out.jpg")});
+        run_tool(dir, {"convert", "--to", "HSV", dir.file("missing.png"), dir.file("out.gif")});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err, "ozu-color convert: cannot write '" + dir.file("out.jpg") +
-                           "': the output name must end in .png, .pgm, .ppm or .pnm" +
+    EXPECT_EQ(run.err, "ozu-color convert: cannot write '" + dir.file("out.gif") +
+                           "': the output name must end in .png, .jpg, .jpeg, .tif, .tiff, "
+                           ".pgm, .ppm or .pnm (or --format names the format)" +
                            code_line(ENOTSUP));
 }
 

@@ -44,6 +44,42 @@ TEST(ToolMessages, DemosaicOfAnRgbFileNamesTheChannels) {
     EXPECT_FALSE(std::filesystem::exists(dir.file("out.ppm")));
 }
 
+TEST(ToolMessages, AnImageWithTheWrongChannelCountIsNamed) {
+    ScratchDir dir;
+    write_pnm(dir.file("grey.pgm"), random_samples(5, 4, 1, 8, 2));
+    write_pnm(dir.file("rgb.ppm"), random_samples(5, 4, 3, 8, 3));
+    const std::string grey = "'" + dir.file("grey.pgm") + "' has 1 channel: ";
+    const std::string rgb = "'" + dir.file("rgb.ppm") + "' has 3 channels: ";
+    const struct {
+        std::vector<std::string> words;
+        std::string line;
+    } cases[] = {
+        {{"convert", "--to", "HSV", dir.file("grey.pgm"), dir.file("o.png")},
+         "ozu-color convert: " + grey + "conversion from RGB needs 3"},
+        {{"convert", "--from", "I", "--to", "RGB", dir.file("rgb.ppm"), dir.file("o.png")},
+         "ozu-color convert: " + rgb + "conversion from I needs 1"},
+        {{"to-grey", dir.file("grey.pgm"), dir.file("o.png")},
+         "ozu-color to-grey: " + grey + "a weighted sum of three channels needs 3"},
+        {{"to-colour", dir.file("rgb.ppm"), dir.file("o.png")},
+         "ozu-color to-colour: " + rgb + "grey into colour needs 1"},
+        {{"twist", "--matrix", "1,0,0,0,0,1,0,0,0,0,1,0,0,0,0,1", dir.file("grey.pgm"),
+          dir.file("o.png")},
+         "ozu-color twist: " + grey + "the twist needs 3"},
+        {{"threshold", "--space", "HSV", "--ranges", "0:9,0:9,0:9", dir.file("grey.pgm"),
+          dir.file("o.png")},
+         "ozu-color threshold: " + grey + "the threshold needs 3"},
+        {{"distance", "--colour1", "0", "--colour2", "0xFFFFFF", dir.file("grey.pgm"),
+          dir.file("o.png")},
+         "ozu-color distance: " + grey + "the colour distance needs 3"},
+    };
+    for (const auto& c : cases) {
+        const auto run = run_tool(dir, c.words);
+        EXPECT_EQ(run.status, 1) << c.words[0];
+        EXPECT_EQ(run.err, c.line + error_tail(COL_ERR_PLANES));
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir.file("o.png")));
+}
+
 TEST(ToolMessages, AMosaicWithoutAWholeCellIsNamed) {
     ScratchDir dir;
     write_pnm(dir.file("thin.pgm"), random_samples(1, 6, 1, 8, 2));

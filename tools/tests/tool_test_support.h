@@ -79,12 +79,14 @@ struct Run {
 };
 
 // Runs the built program with `args`, its output and error streams captured
-// in files of `dir`.
-inline Run run_tool(const ScratchDir& dir, const std::vector<std::string>& args) {
+// in files of `dir`, its standard input the file `input` (none: empty).
+inline Run run_tool(const ScratchDir& dir, const std::vector<std::string>& args,
+                    const std::string& input = "/dev/null") {
     const std::string outPath = dir.file(".stdout");
     const std::string errPath = dir.file(".stderr");
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, input.c_str(), O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
                                      0644);
     posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
