@@ -138,14 +138,14 @@ std::vector<Step> demo_steps() {
                      {image("max-contrast.png")}});
     steps.push_back({"Demosaic a Bayer image",
                      "COL_ConvertColorSpace from the Bayer raw space: the mosaic of the chart "
-                     "(parity 0, G R / B G) back to colour.",
-                     {"demosaic", "--parity", "0", "@chart-bayer.pgm", "@demosaic.png"},
+                     "(pattern GRBG: G R / B G) back to colour.",
+                     {"demosaic", "--pattern", "GRBG", "@chart-bayer.pgm", "@demosaic.png"},
                      {bayer, {"chart-bayer.pgm", "chart-bayer.pgm (the input itself)", true}},
                      {image("demosaic.png")}});
     steps.push_back(
         {"Demosaic to grey",
          "The same mosaic straight to intensity.",
-         {"demosaic", "--parity", "0", "--to", "I", "@chart-bayer.pgm", "@demosaic-grey.png"},
+         {"demosaic", "--pattern", "GRBG", "--to", "I", "@chart-bayer.pgm", "@demosaic-grey.png"},
          {bayer},
          {image("demosaic-grey.png")}});
     steps.push_back({"Spectral colours",
@@ -282,7 +282,7 @@ void write_page(const std::filesystem::path& path, const std::vector<Step>& step
             "output; the commands run inside this page's directory.</p>\n"
          << "<section>\n<h2>The test chart</h2>\n"
          << "<p>Made by the demo: every hue from light to dark, a grey ramp, colour patches, "
-            "and the Bayer mosaic (parity 0, G R / B G) a camera would record of it.</p>\n"
+            "and the Bayer mosaic (pattern GRBG: G R / B G) a camera would record of it.</p>\n"
          << "<div class=\"row\">\n";
     write_figure(html, image("chart.png"), "chart");
     write_figure(html, image("chart-bayer.png", "chart-bayer.pgm, shown as PNG"), "mosaic");

@@ -241,9 +241,15 @@ std::string signed_note(int32_t type, int32_t space, SignedMode mode) {
                    (type == BASE_TYPE_S8 ? "255" : "65535") + ", negative values written as 0";
         return "";
     }
+    // On signed pixels the library works in the non-negative half of the
+    // range: its results are never negative, and chroma of YCC, YUV and YIQ
+    // that would be is clamped.
+    const std::string full = type == BASE_TYPE_S8 ? "255" : "65535";
+    if (is_signed_type(type) && has_signed_channels(space))
+        return "; " + name + " samples (never negative: the library clamps negative chroma on " +
+               name + " pixels; u8 or u16 keep it) rescaled to 0.." + full;
     if (is_signed_type(type))
-        return "; " + name + " samples (never negative here) rescaled to 0.." +
-               (type == BASE_TYPE_S8 ? "255" : "65535");
+        return "; " + name + " samples (never negative here) rescaled to 0.." + full;
     if (!has_signed_channels(space)) return "";
     const std::string channels =
         space == COL_YCC ? "channels 2 and 3 (Cb, Cr) signed" : "channels 2 and 3 signed";

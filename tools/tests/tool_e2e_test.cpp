@@ -152,7 +152,8 @@ TEST(ToolConvert, SignedTypeWorksOnRescaledPixelsAndWritesThemBack) {
     const auto run = run_tool(
         dir, {"convert", "--type", "s8", "--to", "YIQ", dir.file("in.ppm"), dir.file("out.ppm")});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find("; s8 samples (never negative here) rescaled to 0..255\n"),
+    EXPECT_NE(run.out.find("; s8 samples (never negative: the library clamps negative chroma on "
+                           "s8 pixels; u8 or u16 keep it) rescaled to 0..255\n"),
               std::string::npos)
         << run.out;
 
