@@ -1,15 +1,18 @@
 // The twist line kernel's versions per CPU target, and the choice of the
-// active one. The vector versions are written by hand (twist_kernel_avx2.cpp,
-// twist_kernel_sse4.cpp): pair products of 16-bit lanes need an order of
-// lanes that the 16-bit unpacks and packs of x86 keep by themselves.
-//
-// Why they are not one Highway body serving ARM as well: such a body can now
-// put the pairs in every target's order (PairUp and PairSums in
-// convert/matrix_kernels_simd-inl.h), but it replaces these versions only
-// once bench/compare shows it as fast on x86-64 (16-bit pair products, all
-// three sum forms, the stores around the caches), and that has not been
-// measured. Until then ARM (and PowerPC) run the scalar kernel, which
-// defines the results and passes every test there.
+// active one. On x86-64 the vector versions are written by hand
+// (twist_kernel_avx2.cpp, twist_kernel_sse4.cpp): pair products of 16-bit
+// lanes need an order of lanes that the 16-bit unpacks and packs of x86 keep
+// by themselves, and they are faster there than 32-bit products. On 64-bit
+// ARM one Highway body (twist_kernel_simd-inl.h) serves NEON, SVE and SVE2.
+// PowerPC runs the scalar kernel, which defines the results.
+#define HWY_TARGET_INCLUDE "transform/twist_kernel_simd.cpp"
+#include "frame/simd_targets.h"
+
+#if OZU_SIMD_PASS && defined(__aarch64__)
+#include "transform/twist_kernel_simd-inl.h"
+#endif
+
+#if HWY_ONCE
 #include <cstddef>
 #include <cstdint>
 
@@ -44,6 +47,9 @@ const TargetTable<TwistLineKernel<S, D>>& twist_line_targets() {
 #if OZU_HAVE_HWY && (defined(__x86_64__) || defined(__i386__))
     static constexpr TargetTable<TwistLineKernel<S, D>> table{
         {&sub4x4MatMult<S, D>, &sse4::twist_line<S, D>, &avx2::twist_line<S, D>, nullptr}};
+#elif OZU_HAVE_HWY && defined(__aarch64__)
+    static constexpr TargetTable<TwistLineKernel<S, D>> table{
+        {&sub4x4MatMult<S, D>, OZU_SIMD_ENTRIES(TwistLine<S, D>)}};
 #else
     static constexpr TargetTable<TwistLineKernel<S, D>> table{{&sub4x4MatMult<S, D>}};
 #endif
@@ -56,6 +62,10 @@ const TargetTable<TwistLineKernel<S, D>>& twist_line_streamed_targets() {
     static constexpr TargetTable<TwistLineKernel<S, D>> table{
         {&sub4x4MatMult<S, D>, &sse4::twist_line_streamed<S, D>,
          &avx2::twist_line_streamed<S, D>, nullptr}};
+#elif OZU_HAVE_HWY && defined(__aarch64__)
+    // ARM's stores need no streaming form: the plain kernel serves.
+    static constexpr TargetTable<TwistLineKernel<S, D>> table{
+        {&sub4x4MatMult<S, D>, OZU_SIMD_ENTRIES(TwistLine<S, D>)}};
 #else
     static constexpr TargetTable<TwistLineKernel<S, D>> table{{&sub4x4MatMult<S, D>}};
 #endif
@@ -78,3 +88,5 @@ OZU_ALL_PIXEL_PAIRS(OZU_X)
 #undef OZU_X
 
 }  // namespace ozu
+
+#endif  // HWY_ONCE
