@@ -163,17 +163,27 @@ void run_threshold(const Invocation& inv) {
     const int32_t mode = (any ? 1 : 0) | (invert ? 2 : 0);
     check_output_path(files.output, 1);
 
-    HostBuffer source = load_image(inv.out, files.input, files.type, from);
-    require_channels(source, files.input, 3, "the threshold");
-    HostBuffer mask;
-    library_call("COL_Threshold", [&] {
-        return COL_Threshold(source.get(), mask.slot(), from, space, r[0].low, r[0].high, r[1].low,
-                             r[1].high, r[2].low, r[2].high, mode);
+    StripJob job;
+    job.input = files.input;
+    job.output = files.output;
+    job.type = files.type;
+    job.space = from;
+    job.needs = "the threshold";
+    // The threshold brings each pixel into SPACE by the library's
+    // conversion, which out of HSV into any space but RGB carries values
+    // from line to line: that case runs on the whole image at once.
+    job.byLines = !(from == COL_HSV && space != COL_RGB);
+    job.meaning = std::string(invert ? "0" : "255") + " where " + (any ? "any" : "all") +
+                  " of the channels of " + space_name(space) + " lie in their ranges, " +
+                  (invert ? "255" : "0") + " elsewhere";
+    run_by_strips(inv.out, job, [&](int32_t source) {
+        HostBuffer mask;
+        library_call("COL_Threshold", [&] {
+            return COL_Threshold(source, mask.slot(), from, space, r[0].low, r[0].high, r[1].low,
+                                 r[1].high, r[2].low, r[2].high, mode);
+        });
+        return mask;
     });
-    save_image(inv.out, mask.get(), files.output,
-               std::string(invert ? "0" : "255") + " where " + (any ? "any" : "all") +
-                   " of the channels of " + space_name(space) + " lie in their ranges, " +
-                   (invert ? "255" : "0") + " elsewhere");
 }
 
 void run_distance(const Invocation& inv) {
@@ -187,18 +197,31 @@ void run_distance(const Invocation& inv) {
     const int32_t colour2 = parse_colour(args.required("colour2"), "--colour2");
     check_output_path(files.output, 1);
 
-    HostBuffer source = load_image(inv.out, files.input, files.type);
-    require_channels(source, files.input, 3, "the colour distance");
-    HostBuffer distance;
-    library_call("COL_CalcColorDistanceImage", [&] {
-        return COL_CalcColorDistanceImage(source.get(), distance.slot(), colour1, colour2);
-    });
     const std::string meaning =
         "0 where nearer to colour 1, growing towards 255 as nearer to colour 2";
+    const auto distance_of = [&](int32_t source) {
+        HostBuffer distance;
+        library_call("COL_CalcColorDistanceImage", [&] {
+            return COL_CalcColorDistanceImage(source, distance.slot(), colour1, colour2);
+        });
+        return distance;
+    };
     if (scale == "raw") {
-        save_image(inv.out, distance.get(), files.output, meaning);
+        // Each pixel's distance is its own: strip by strip.
+        StripJob job;
+        job.input = files.input;
+        job.output = files.output;
+        job.type = files.type;
+        job.needs = "the colour distance";
+        job.meaning = meaning;
+        run_by_strips(inv.out, job, distance_of);
         return;
     }
+    // Stretching divides by the largest distance in the whole image, which
+    // is known only once every line is done: the image is read whole.
+    HostBuffer source = load_image(inv.out, files.input, files.type);
+    require_channels(source, files.input, 3, "the colour distance");
+    const HostBuffer distance = distance_of(source.get());
     Raster raster = buffer_to_raster(distance.get());
     const uint32_t largest = *std::max_element(raster.samples.begin(), raster.samples.end());
     const uint32_t full = raster.depth == 8 ? 255u : 65535u;
