@@ -1,6 +1,7 @@
 #include "progress.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 #include <unistd.h>
 
@@ -19,8 +20,16 @@ struct ProgressSetting {
 thread_local ProgressSetting setting;
 
 // A second: a run that ends sooner needs no progress, and its output is left
-// as it was.
-constexpr auto kDelay = std::chrono::seconds(1);
+// as it was. OZU_TOOL_PROGRESS_AFTER_MS sets another delay, for the tests,
+// which cannot wait on a slow run.
+std::chrono::milliseconds delay() {
+    if (const char* text = std::getenv("OZU_TOOL_PROGRESS_AFTER_MS"); text != nullptr) {
+        char* end = nullptr;
+        const long ms = std::strtol(text, &end, 10);
+        if (*text != '\0' && *end == '\0' && ms >= 0) return std::chrono::milliseconds(ms);
+    }
+    return std::chrono::seconds(1);
+}
 
 }  // namespace
 
@@ -33,13 +42,14 @@ ProgressOption::~ProgressOption() { setting = ProgressSetting{}; }
 
 Progress::Progress()
     : start_(std::chrono::steady_clock::now()),
+      delay_(delay()),
       enabled_(!setting.command.empty() && !setting.quiet && ::isatty(2) == 1) {}
 
 Progress::~Progress() { end(); }
 
 void Progress::update(int64_t done, int64_t total) {
     if (!enabled_ || total <= 0) return;
-    if (!shown_ && std::chrono::steady_clock::now() - start_ < kDelay) return;
+    if (!shown_ && std::chrono::steady_clock::now() - start_ < delay_) return;
     const int percent = int(done * 100 / total);
     if (percent == lastPercent_) return;
     lastPercent_ = percent;

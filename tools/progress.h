@@ -2,7 +2,8 @@
 // rewritten in place after each strip of lines, for a person watching a
 // terminal. Runs shorter than about a second print nothing, nor does any run
 // whose standard error is not a terminal (a log file would fill with
-// carriage returns) or that was given --quiet.
+// carriage returns) or that was given --quiet. (The environment variable
+// OZU_TOOL_PROGRESS_AFTER_MS sets the delay in milliseconds, for tests.)
 #pragma once
 
 #include <chrono>
@@ -40,6 +41,7 @@ public:
 
 private:
     std::chrono::steady_clock::time_point start_;
+    std::chrono::milliseconds delay_;
     bool enabled_ = false;
     bool shown_ = false;
     int lastPercent_ = -1;

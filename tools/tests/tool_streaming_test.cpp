@@ -1,0 +1,395 @@
+// ozu-color works through images in strips of lines: the files it writes
+// are the same bytes whether an image goes through in many strips or in one
+// (OZU_TOOL_STRIP_ROWS=0, the whole image at once), for every per-line
+// command, pixel type, --signed mode and file format. Progress appears only
+// on a terminal and never with --quiet.
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <ozu/color.h>
+
+#include "image_io.h"
+#include "tool_test_support.h"
+
+namespace {
+
+using tool_test::random_samples;
+using tool_test::read_bytes;
+using ToolRun = tool_test::Run;
+using tool_test::Samples;
+using tool_test::ScratchDir;
+
+// An odd-sized image far taller than the strips the tests ask for.
+constexpr int32_t kWidth = 37;
+constexpr int32_t kHeight = 101;
+constexpr const char* kStripRows = "7";
+
+// Sets an environment variable for the programs a test starts.
+class Environment {
+public:
+    Environment(const char* name, const char* value) : name_(name) {
+        const char* old = std::getenv(name);
+        if (old != nullptr) old_ = old;
+        had_ = old != nullptr;
+        setenv(name, value, 1);
+    }
+    ~Environment() {
+        if (had_) {
+            setenv(name_.c_str(), old_.c_str(), 1);
+        } else {
+            unsetenv(name_.c_str());
+        }
+    }
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+
+private:
+    std::string name_;
+    std::string old_;
+    bool had_ = false;
+};
+
+ozu::tool::Raster raster_of(const Samples& s) {
+    ozu::tool::Raster raster(s.width, s.height, s.channels, s.depth);
+    raster.samples = s.values;
+    return raster;
+}
+
+// Writes `samples` through the tool's own writer in the format of `name`.
+std::string input_file(const ScratchDir& dir, const std::string& name, const Samples& samples) {
+    const std::string path = dir.file(name);
+    ozu::tool::write_image_file(path, raster_of(samples));
+    return path;
+}
+
+// Runs `args` (OUTPUT last but for the name given) in strips of kStripRows
+// lines and then whole, and expects both to succeed with the same messages
+// and the same file. The output's name is `output` in two directories.
+void expect_same_both_ways(const ScratchDir& dir, std::vector<std::string> args,
+                           const std::string& output) {
+    const std::string streamed = dir.file("streamed-" + output);
+    const std::string whole = dir.file("whole-" + output);
+    ToolRun byStrips;
+    ToolRun atOnce;
+    {
+        const Environment rows("OZU_TOOL_STRIP_ROWS", kStripRows);
+        args.push_back(streamed);
+        byStrips = tool_test::run_tool(dir, args);
+    }
+    {
+        const Environment rows("OZU_TOOL_STRIP_ROWS", "0");
+        args.back() = whole;
+        atOnce = tool_test::run_tool(dir, args);
+    }
+    std::string shown;
+    for (const std::string& word : args) shown += word + " ";
+    ASSERT_EQ(byStrips.status, 0) << shown << byStrips.err;
+    ASSERT_EQ(atOnce.status, 0) << shown << atOnce.err;
+    EXPECT_EQ(byStrips.err, atOnce.err) << shown;
+    // The notes name the file written; with that name made the same, they
+    // are the same too.
+    std::string notes = byStrips.out;
+    for (size_t at = notes.find(streamed); at != std::string::npos; at = notes.find(streamed))
+        notes.replace(at, streamed.size(), whole);
+    EXPECT_EQ(notes, atOnce.out) << shown;
+    const std::vector<uint8_t> a = read_bytes(streamed);
+    const std::vector<uint8_t> b = read_bytes(whole);
+    ASSERT_FALSE(a.empty()) << shown;
+    ASSERT_EQ(a.size(), b.size()) << shown;
+    for (size_t k = 0; k < a.size(); ++k)
+        if (a[k] != b[k]) {
+            ADD_FAILURE() << shown << ": first different byte at " << k << " of " << a.size();
+            break;
+        }
+}
+
+TEST(ToolStreaming, ConversionsGiveTheSameFileInStripsAsWhole) {
+    ScratchDir dir;
+    const std::string rgb8 = input_file(dir, "rgb8.ppm", random_samples(kWidth, kHeight, 3, 8, 11));
+    const std::string rgb16 =
+        input_file(dir, "rgb16.ppm", random_samples(kWidth, kHeight, 3, 16, 12));
+    const std::string grey8 = input_file(dir, "grey8.pgm", random_samples(kWidth, kHeight, 1, 8, 13));
+    // Every pair here, among them HSV into YUV, which the library converts
+    // with values carried from line to line (the tool then converts it
+    // whole), and HSV into RGB, which carries nothing.
+    const std::vector<std::pair<const char*, const char*>> pairs = {
+        {"RGB", "HSV"}, {"RGB", "YCC"}, {"RGB", "YUV"}, {"RGB", "YIQ"},  {"RGB", "XYZ"},
+        {"RGB", "I"},   {"HSV", "RGB"}, {"HSV", "YUV"}, {"HSV", "XYZ"},  {"HLS", "YIQ"},
+        {"YCC", "RGB"}, {"YUV", "HSV"}, {"XYZ", "RGB"}, {"CMY", "HLS"},
+    };
+    for (const auto& [from, to] : pairs)
+        for (const char* type : {"u8", "s8", "u16", "s16"})
+            for (const char* mode : {"offset", "clip"}) {
+                const std::string input = std::string(type).find("16") != std::string::npos ? rgb16 : rgb8;
+                expect_same_both_ways(dir,
+                                      {"convert", "--from", from, "--to", to, "--type", type,
+                                       "--signed", mode, input},
+                                      std::string(from) + "-" + to + "-" + type + "-" + mode +
+                                          (std::string(to) == "I" ? ".pgm" : ".ppm"));
+            }
+    expect_same_both_ways(dir, {"convert", "--from", "I", "--to", "RGB", grey8}, "i-rgb.ppm");
+}
+
+TEST(ToolStreaming, WeightedTransformsGiveTheSameFileInStripsAsWhole) {
+    ScratchDir dir;
+    const std::string rgb8 = input_file(dir, "rgb8.ppm", random_samples(kWidth, kHeight, 3, 8, 21));
+    const std::string rgb16 =
+        input_file(dir, "rgb16.ppm", random_samples(kWidth, kHeight, 3, 16, 22));
+    const std::string grey8 = input_file(dir, "grey8.pgm", random_samples(kWidth, kHeight, 1, 8, 23));
+    const std::string grey16 =
+        input_file(dir, "grey16.pgm", random_samples(kWidth, kHeight, 1, 16, 24));
+    for (const char* type : {"u8", "s8", "u16", "s16"}) {
+        const bool wide = std::string(type).find("16") != std::string::npos;
+        const std::string t = type;
+        expect_same_both_ways(dir,
+                              {"twist", "--matrix", "0.5,0.2,1,0,0.3,0.7,0,0,0.1,0.1,0.1,0,0.05,0,-0.1,0",
+                               "--type", type, wide ? rgb16 : rgb8},
+                              "twist-" + t + ".ppm");
+        for (const char* mode : {"offset", "clip"}) {
+            const std::string m = mode;
+            expect_same_both_ways(dir,
+                                  {"to-grey", "--weights", "0.3,0.6,0.2", "--type", type,
+                                   "--signed", mode, wide ? rgb16 : rgb8},
+                                  "grey-" + t + "-" + m + ".pgm");
+            expect_same_both_ways(dir,
+                                  {"to-colour", "--weights", "1,0.8,0.55", "--type", type,
+                                   "--signed", mode, wide ? grey16 : grey8},
+                                  "colour-" + t + "-" + m + ".ppm");
+        }
+    }
+}
+
+TEST(ToolStreaming, ThresholdAndRawDistanceGiveTheSameFileInStripsAsWhole) {
+    ScratchDir dir;
+    const std::string rgb8 = input_file(dir, "rgb8.ppm", random_samples(kWidth, kHeight, 3, 8, 31));
+    const std::string rgb16 =
+        input_file(dir, "rgb16.ppm", random_samples(kWidth, kHeight, 3, 16, 32));
+    for (const auto& [from, space] : std::vector<std::pair<const char*, const char*>>{
+             {"RGB", "HSV"}, {"RGB", "YUV"}, {"HSV", "RGB"}, {"HSV", "YUV"}, {"XYZ", "HLS"}})
+        // The threshold works at 8 bits: a 16-bit file is brought down first.
+        for (const std::string& input : {rgb8, rgb16}) {
+            const std::string name = std::string(from) + "-" + space +
+                                     (input == rgb8 ? "-8" : "-16") + ".pgm";
+            expect_same_both_ways(dir,
+                                  {"threshold", "--from", from, "--space", space, "--ranges",
+                                   "10:200,30:255,0:128", input},
+                                  "threshold-" + name);
+            expect_same_both_ways(dir,
+                                  {"threshold", "--from", from, "--space", space, "--ranges",
+                                   "10:200,30:255,0:128", "--any", "--invert", input},
+                                  "threshold-any-" + name);
+        }
+    // The distance is computed at 8 bits, a 16-bit file brought down first.
+    for (const std::string& input : {rgb8, rgb16})
+        expect_same_both_ways(dir,
+                              {"distance", "--colour1", "0x808080", "--colour2", "0xFF2010",
+                               "--scale", "raw", input},
+                              std::string("distance-") + (input == rgb8 ? "8" : "16") + ".pgm");
+    // The stretched distance is read whole either way: the same file too.
+    expect_same_both_ways(dir, {"distance", "--colour1", "0x808080", "--colour2", "0xFF2010", rgb8},
+                          "distance-stretched.pgm");
+}
+
+TEST(ToolStreaming, EveryFormatInAndOutGivesTheSameFileInStripsAsWhole) {
+    ScratchDir dir;
+    const Samples rgb8 = random_samples(kWidth, kHeight, 3, 8, 41);
+    const Samples rgb16 = random_samples(kWidth, kHeight, 3, 16, 42);
+    // Inputs in every format the tool reads, written by its own writer;
+    // tiled TIFF is read whole, the others row by row.
+    std::vector<std::string> inputs = {
+        input_file(dir, "in8.png", rgb8),   input_file(dir, "in16.png", rgb16),
+        input_file(dir, "in8.ppm", rgb8),   input_file(dir, "in16.ppm", rgb16),
+        input_file(dir, "in8.tif", rgb8),   input_file(dir, "in16.tif", rgb16),
+        input_file(dir, "in8.jpg", rgb8),
+    };
+    {
+        const std::string plain = dir.file("in8-plain.ppm");
+        const std::string tiled = dir.file("in8-tiled.tif");
+        ozu::tool::set_output_format(ozu::tool::ImageFormat::PnmPlain);
+        ozu::tool::write_image_file(plain, raster_of(rgb8));
+        ozu::tool::set_output_format(ozu::tool::ImageFormat::TiffTiled);
+        ozu::tool::write_image_file(tiled, raster_of(rgb8));
+        ozu::tool::set_output_format(std::nullopt);
+        inputs.push_back(plain);
+        inputs.push_back(tiled);
+    }
+    const std::vector<std::pair<const char*, const char*>> outputs = {
+        {"png", "png"}, {"pnm", "ppm"}, {"pnm-plain", "ppm"}, {"tiff", "tif"},
+        {"tiff-tiled", "tif"}, {"jpeg", "jpg"},
+    };
+    for (size_t i = 0; i < inputs.size(); ++i)
+        for (const auto& [format, extension] : outputs) {
+            const bool wide = inputs[i].find("16") != std::string::npos;
+            if (wide && std::string(format) == "jpeg") continue;  // JPEG holds 8 bits
+            expect_same_both_ways(dir,
+                                  {"convert", "--to", "HSV", "--format", format, inputs[i]},
+                                  std::to_string(i) + "-" + format + "." + extension);
+        }
+}
+
+TEST(ToolStreaming, StreamedFilesHoldTheConvertedImage) {
+    // Many strips against the library run on the whole image in this
+    // process: the same samples.
+    ScratchDir dir;
+    const Samples grey = random_samples(kWidth, kHeight, 1, 8, 51);
+    const std::string input = input_file(dir, "grey.png", grey);
+    const Environment rows("OZU_TOOL_STRIP_ROWS", "5");
+    const ToolRun run = tool_test::run_tool(dir, {"to-colour", "--weights", "1,0.5,0.25", input,
+                                              dir.file("out.ppm")});
+    ASSERT_EQ(run.status, 0) << run.err;
+    tool_test::Owned source(tool_test::buffer_from(grey));
+    tool_test::Owned result;
+    ASSERT_EQ(COL_ConvertToColor(source.get(), result.slot(), 1.0, 0.5, 0.25), 1);
+    const Samples expected = tool_test::samples_of(result.get());
+    const Samples written = tool_test::read_pnm(dir.file("out.ppm"));
+    ASSERT_EQ(written.width, kWidth);
+    ASSERT_EQ(written.height, kHeight);
+    ASSERT_EQ(written.channels, 3);
+    for (size_t k = 0; k < expected.values.size(); ++k)
+        ASSERT_EQ(written.values[k], expected.values[k])
+            << "pixel " << k / 3 % kWidth << "," << k / 3 / kWidth << " channel " << k % 3
+            << ": grey " << grey.values[k / 3];
+}
+
+TEST(ToolStreaming, StandardInputAndOutputStreamToo) {
+    ScratchDir dir;
+    const std::string input = input_file(dir, "in.png", random_samples(kWidth, kHeight, 3, 8, 61));
+    for (const char* format : {"png", "tiff"}) {
+        std::vector<std::vector<uint8_t>> results;
+        for (const char* rows : {kStripRows, "0"}) {
+            const Environment strips("OZU_TOOL_STRIP_ROWS", rows);
+            const ToolRun run = tool_test::run_tool(
+                dir, {"convert", "--to", "YCC", "--format", format, "-", "-"}, input);
+            ASSERT_EQ(run.status, 0) << run.err;
+            results.emplace_back(run.out.begin(), run.out.end());
+        }
+        ASSERT_FALSE(results[0].empty()) << format;
+        EXPECT_EQ(results[0], results[1]) << format;
+    }
+}
+
+// ---- --quiet and progress ----
+
+TEST(ToolQuiet, EveryCommandTakesQuiet) {
+    ScratchDir dir;
+    for (const char* command : {"convert", "twist", "to-grey", "to-colour", "threshold",
+                                "distance", "max-contrast", "demosaic", "spectral", "model",
+                                "spaces", "version", "demo"}) {
+        // Without its other arguments a command fails, but never for --quiet.
+        const ToolRun run = tool_test::run_tool(dir, {command, "--quiet"});
+        EXPECT_EQ(run.err.find("--quiet"), std::string::npos) << command << ": " << run.err;
+    }
+    const ToolRun spaces = tool_test::run_tool(dir, {"spaces", "--quiet"});
+    EXPECT_EQ(spaces.status, 0) << spaces.err;
+    const ToolRun version = tool_test::run_tool(dir, {"version", "--quiet"});
+    EXPECT_EQ(version.status, 0) << version.err;
+    const ToolRun unknown = tool_test::run_tool(dir, {"spaces", "--quieter"});
+    EXPECT_EQ(unknown.status, 2);
+}
+
+TEST(ToolQuiet, QuietKeepsTheNotes) {
+    ScratchDir dir;
+    const std::string input = input_file(dir, "in.ppm", random_samples(kWidth, kHeight, 3, 8, 71));
+    const ToolRun loud = tool_test::run_tool(dir, {"to-grey", input, dir.file("a.pgm")});
+    const ToolRun quiet = tool_test::run_tool(dir, {"to-grey", "--quiet", input, dir.file("a.pgm")});
+    ASSERT_EQ(loud.status, 0) << loud.err;
+    ASSERT_EQ(quiet.status, 0) << quiet.err;
+    EXPECT_EQ(quiet.out, loud.out);
+    EXPECT_EQ(quiet.out.rfind("wrote ", 0), 0u) << quiet.out;
+}
+
+// Runs the program with its standard error on a terminal (a pseudo-terminal
+// this test reads), its standard output in a file; gives what appeared on
+// the terminal.
+std::string terminal_errors(const ScratchDir& dir, const std::vector<std::string>& args,
+                            int* status) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    EXPECT_GE(master, 0);
+    EXPECT_EQ(grantpt(master), 0);
+    EXPECT_EQ(unlockpt(master), 0);
+    const std::string slave = ptsname(master);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, dir.file(".stdout").c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 2, slave.c_str(), O_RDWR | O_NOCTTY, 0);
+    std::vector<std::string> words{OZU_TOOL_PATH};
+    words.insert(words.end(), args.begin(), args.end());
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    pid_t pid = 0;
+    EXPECT_EQ(posix_spawn(&pid, OZU_TOOL_PATH, &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    // Read while the program runs, so that it never blocks on a full
+    // terminal; the end is the program's exit and nothing left to read.
+    std::string text;
+    bool exited = false;
+    while (true) {
+        pollfd fd{master, POLLIN, 0};
+        const int ready = poll(&fd, 1, 50);
+        if (ready > 0 && (fd.revents & POLLIN) != 0) {
+            char chunk[4096];
+            const ssize_t got = read(master, chunk, sizeof chunk);
+            if (got > 0) {
+                text.append(chunk, size_t(got));
+                continue;
+            }
+        }
+        if (exited) break;
+        int wstatus = 0;
+        if (waitpid(pid, &wstatus, WNOHANG) == pid) {
+            exited = true;
+            *status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
+        } else if (ready > 0 && (fd.revents & (POLLHUP | POLLERR)) != 0) {
+            usleep(10000);
+        }
+    }
+    close(master);
+    return text;
+}
+
+TEST(ToolProgress, ShownOnATerminalPerStripAndEndedWithANewLine) {
+    ScratchDir dir;
+    const std::string input = input_file(dir, "in.ppm", random_samples(kWidth, 100, 3, 8, 81));
+    const Environment rows("OZU_TOOL_STRIP_ROWS", "10");
+    const Environment now("OZU_TOOL_PROGRESS_AFTER_MS", "0");
+    int status = -1;
+    const std::string shown =
+        terminal_errors(dir, {"convert", "--to", "HSV", input, dir.file("out.ppm")}, &status);
+    EXPECT_EQ(status, 0) << shown;
+    // Ten strips of ten lines: 10% after the first, 100% after the last. (A
+    // terminal may turn "\n" into "\r\n".)
+    std::string expected;
+    for (int percent = 10; percent <= 100; percent += 10)
+        expected += "\rozu-color convert: " + std::to_string(percent) + "%";
+    EXPECT_TRUE(shown == expected + "\n" || shown == expected + "\r\n") << shown;
+
+    const std::string quiet = terminal_errors(
+        dir, {"convert", "--quiet", "--to", "HSV", input, dir.file("out.ppm")}, &status);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(quiet, "");
+}
+
+TEST(ToolProgress, NotShownWhenStandardErrorIsNotATerminal) {
+    ScratchDir dir;
+    const std::string input = input_file(dir, "in.ppm", random_samples(kWidth, 100, 3, 8, 91));
+    const Environment rows("OZU_TOOL_STRIP_ROWS", "10");
+    const Environment now("OZU_TOOL_PROGRESS_AFTER_MS", "0");
+    const ToolRun run = tool_test::run_tool(dir, {"convert", "--to", "HSV", input, dir.file("o.ppm")});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+}
+
+}  // namespace
