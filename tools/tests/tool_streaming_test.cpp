@@ -16,9 +16,12 @@
 #include <string>
 #include <vector>
 
+#include <png.h>
+
 #include <ozu/color.h>
 
 #include "image_io.h"
+#include "strip_io.h"
 #include "tool_test_support.h"
 
 namespace {
@@ -276,6 +279,137 @@ TEST(ToolStreaming, StandardInputAndOutputStreamToo) {
         ASSERT_FALSE(results[0].empty()) << format;
         EXPECT_EQ(results[0], results[1]) << format;
     }
+}
+
+// ---- the strip reader and writer ----
+
+// An Adam7-interlaced PNG, written by libpng here.
+void write_interlaced_png(const std::string& path, const Samples& s) {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_init_io(png, file);
+    png_set_IHDR(png, info, png_uint_32(s.width), png_uint_32(s.height), s.depth,
+                 s.channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_ADAM7,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    const size_t perRow = size_t(s.width) * size_t(s.channels);
+    std::vector<uint8_t> bytes(perRow * size_t(s.height) * (s.depth == 8 ? 1 : 2));
+    for (size_t k = 0; k < s.values.size(); ++k) {
+        if (s.depth == 8) {
+            bytes[k] = uint8_t(s.values[k]);
+        } else {
+            bytes[2 * k] = uint8_t(s.values[k] >> 8);
+            bytes[2 * k + 1] = uint8_t(s.values[k] & 0xFF);
+        }
+    }
+    std::vector<png_bytep> rows(size_t(s.height));
+    for (size_t y = 0; y < rows.size(); ++y)
+        rows[y] = bytes.data() + y * perRow * (s.depth == 8 ? 1 : 2);
+    png_write_image(png, rows.data());
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    std::fclose(file);
+}
+
+// Reads `path` in strips of `rows` lines and puts them together again.
+std::vector<uint16_t> read_in_strips(const std::string& path, int32_t rows, bool* streams) {
+    ozu::tool::StripReader reader(path);
+    *streams = reader.streams();
+    std::vector<uint16_t> all;
+    while (reader.rows_left() > 0) {
+        const ozu::tool::Raster strip = reader.read(rows);
+        EXPECT_EQ(strip.height, std::min(rows, strip.height + reader.rows_left()));
+        all.insert(all.end(), strip.samples.begin(), strip.samples.end());
+    }
+    return all;
+}
+
+TEST(StripReader, GivesEveryLayoutsRowsInOrder) {
+    ScratchDir dir;
+    const Samples rgb8 = random_samples(kWidth, kHeight, 3, 8, 101);
+    const Samples grey16 = random_samples(kWidth, kHeight, 1, 16, 102);
+    struct Case {
+        std::string path;
+        const Samples* samples;
+        bool streams;
+    };
+    std::vector<Case> cases = {
+        {input_file(dir, "a.png", rgb8), &rgb8, true},
+        {input_file(dir, "b.png", grey16), &grey16, true},
+        {input_file(dir, "c.ppm", rgb8), &rgb8, true},
+        {input_file(dir, "d.pgm", grey16), &grey16, true},
+        {input_file(dir, "e.tif", rgb8), &rgb8, true},
+        {input_file(dir, "f.tif", grey16), &grey16, true},
+    };
+    write_interlaced_png(dir.file("g.png"), rgb8);
+    cases.push_back({dir.file("g.png"), &rgb8, false});
+    write_interlaced_png(dir.file("h.png"), grey16);
+    cases.push_back({dir.file("h.png"), &grey16, false});
+    ozu::tool::set_output_format(ozu::tool::ImageFormat::TiffTiled);
+    ozu::tool::write_image_file(dir.file("i.tif"), raster_of(rgb8));
+    ozu::tool::set_output_format(ozu::tool::ImageFormat::PnmPlain);
+    ozu::tool::write_image_file(dir.file("j.ppm"), raster_of(rgb8));
+    ozu::tool::set_output_format(std::nullopt);
+    cases.push_back({dir.file("i.tif"), &rgb8, false});
+    cases.push_back({dir.file("j.ppm"), &rgb8, true});
+    for (const Case& c : cases)
+        for (int32_t rows : {1, 7, 100, kHeight}) {
+            bool streams = false;
+            EXPECT_EQ(read_in_strips(c.path, rows, &streams), c.samples->values)
+                << c.path << " in strips of " << rows;
+            EXPECT_EQ(streams, c.streams) << c.path;
+        }
+    // JPEG loses detail: its strips against the whole image read at once.
+    const std::string jpeg = input_file(dir, "k.jpg", rgb8);
+    bool streams = false;
+    EXPECT_EQ(read_in_strips(jpeg, 7, &streams), ozu::tool::read_image_file(jpeg).samples);
+    EXPECT_TRUE(streams);
+}
+
+TEST(StripWriter, WritesTheSameFileInStripsAsWhole) {
+    ScratchDir dir;
+    const Samples rgb8 = random_samples(kWidth, kHeight, 3, 8, 111);
+    const Samples grey16 = random_samples(kWidth, 300, 1, 16, 112);
+    for (const Samples* s : {&rgb8, &grey16})
+        for (const char* format : {"png", "pnm", "pnm-plain", "jpeg", "tiff", "tiff-tiled"}) {
+            if (s->depth == 16 && std::string(format) == "jpeg") continue;
+            ozu::tool::set_output_format(ozu::tool::image_format_from_name(format));
+            const std::string whole = dir.file("whole");
+            ozu::tool::write_image_file(whole, raster_of(*s));
+            for (int32_t rows : {1, 7, 255, 256, 257}) {
+                const std::string strips = dir.file("strips");
+                {
+                    ozu::tool::StripWriter writer(strips, {s->width, s->height, s->channels, s->depth});
+                    for (int32_t y = 0; y < s->height; y += rows) {
+                        const int32_t n = std::min(rows, s->height - y);
+                        ozu::tool::Raster strip(s->width, n, s->channels, s->depth);
+                        const size_t perRow = size_t(s->width) * size_t(s->channels);
+                        std::copy_n(s->values.begin() + ptrdiff_t(perRow * size_t(y)),
+                                    perRow * size_t(n), strip.samples.begin());
+                        writer.write(strip);
+                    }
+                    writer.finish();
+                }
+                EXPECT_EQ(read_bytes(strips), read_bytes(whole))
+                    << format << ", " << s->depth << " bits, strips of " << rows;
+            }
+            ozu::tool::set_output_format(std::nullopt);
+        }
+}
+
+TEST(StripWriter, LeavesNoFileWhenNotFinished) {
+    ScratchDir dir;
+    const Samples rgb8 = random_samples(kWidth, kHeight, 3, 8, 121);
+    {
+        ozu::tool::StripWriter writer(dir.file("never.png"), {kWidth, kHeight, 3, 8});
+        ozu::tool::Raster strip(kWidth, 10, 3, 8);
+        writer.write(strip);
+        // Too few rows: finishing is refused, and nothing stays behind.
+        EXPECT_THROW(writer.finish(), ozu::tool::ToolError);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
 }
 
 // ---- --quiet and progress ----
