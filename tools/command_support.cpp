@@ -2,6 +2,7 @@
 
 #include "command_support.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -63,19 +64,28 @@ void require_channel_count(int32_t planes, const std::string& path, int32_t chan
                                         " needs " + std::to_string(channels));
 }
 
-void run_by_strips(std::ostream& out, const StripJob& job, const StripOperation& operation) {
+namespace {
+
+// Goes through job.input strip by strip and hands each strip's result, as
+// the file stores it, to `take`. The run is pass `pass` (from 0) of
+// `passes` over the input: the progress counts all of them, and the notes
+// of the reading are printed in the first only. Gives the results' pixel
+// type.
+int32_t each_result(std::ostream& out, const StripJob& job, const StripOperation& operation,
+                    Progress& progress, int32_t pass, int32_t passes,
+                    const std::function<void(Raster&, const ImageShape&)>& take) {
     StripReader reader(job.input);
-    for (const std::string& line : reader.take_notes()) out << "note: " << line << '\n';
+    std::vector<std::string> notes = reader.take_notes();
+    if (pass == 0)
+        for (const std::string& line : notes) out << "note: " << line << '\n';
     const ImageShape shape = reader.shape();
     require_channel_count(shape.channels, job.input, job.channels, job.needs);
     const int32_t native = shape.depth == 8 ? BASE_TYPE_U8 : BASE_TYPE_U16;
     const int32_t type = job.type == 0 ? native : job.type;
     const int32_t rows = job.byLines ? strip_rows(shape.width, shape.height) : shape.height;
+    const int64_t total = int64_t{shape.height} * passes;
 
-    std::unique_ptr<StripWriter> writer;
     int32_t resultType = 0;
-    Raster stored;
-    Progress progress;
     while (reader.rows_left() > 0) {
         HostBuffer result;
         {
@@ -83,18 +93,50 @@ void run_by_strips(std::ostream& out, const StripJob& job, const StripOperation&
             if (job.space != 0) set_space(source.get(), job.space);
             result = operation(source.get());
         }
-        stored = stored_result(result.get(), job.mode, job.resultSpace, &resultType);
+        Raster stored = stored_result(result.get(), job.mode, job.resultSpace, &resultType);
         result.reset();
-        if (!writer)
-            writer = std::make_unique<StripWriter>(
-                job.output, ImageShape{shape.width, shape.height, stored.channels, stored.depth});
-        writer->write(stored);
-        progress.update(shape.height - reader.rows_left(), shape.height);
+        take(stored, shape);
+        progress.update(int64_t{shape.height} * pass + shape.height - reader.rows_left(), total);
     }
-    progress.end();
-    for (const std::string& line : reader.take_notes()) out << "note: " << line << '\n';
+    if (pass + 1 == passes) progress.end();
+    notes = reader.take_notes();
+    if (pass == 0)
+        for (const std::string& line : notes) out << "note: " << line << '\n';
+    return resultType;
+}
+
+}  // namespace
+
+uint16_t largest_result(std::ostream& out, const StripJob& job, const StripOperation& operation,
+                        Progress& progress) {
+    uint16_t largest = 0;
+    each_result(out, job, operation, progress, 0, 2, [&](Raster& stored, const ImageShape&) {
+        for (const uint16_t v : stored.samples) largest = std::max(largest, v);
+    });
+    return largest;
+}
+
+void run_by_strips(std::ostream& out, const StripJob& job, const StripOperation& operation,
+                   const std::function<void(Raster&)>& adjust, Progress* earlier) {
+    Progress own;
+    Progress& progress = earlier != nullptr ? *earlier : own;
+    std::unique_ptr<StripWriter> writer;
+    int32_t channels = 0;
+    int32_t depth = 0;
+    const int32_t resultType = each_result(
+        out, job, operation, progress, earlier != nullptr ? 1 : 0, earlier != nullptr ? 2 : 1,
+        [&](Raster& stored, const ImageShape& shape) {
+            if (adjust) adjust(stored);
+            if (!writer)
+                writer = std::make_unique<StripWriter>(
+                    job.output,
+                    ImageShape{shape.width, shape.height, stored.channels, stored.depth});
+            writer->write(stored);
+            channels = stored.channels;
+            depth = stored.depth;
+        });
     writer->finish();
-    print_written(out, job.output, stored.channels, stored.depth,
+    print_written(out, job.output, channels, depth,
                   job.meaning + signed_note(resultType, job.resultSpace, job.mode));
 }
 

@@ -9,6 +9,7 @@
 #include "command_line.h"
 #include "commands.h"
 #include "image_io.h"
+#include "progress.h"
 
 namespace ozu::tool {
 namespace {
@@ -206,32 +207,49 @@ void run_distance(const Invocation& inv) {
         });
         return distance;
     };
+    StripJob job;
+    job.input = files.input;
+    job.output = files.output;
+    job.type = files.type;
+    job.needs = "the colour distance";
+    job.meaning = meaning;
     if (scale == "raw") {
         // Each pixel's distance is its own: strip by strip.
-        StripJob job;
-        job.input = files.input;
-        job.output = files.output;
-        job.type = files.type;
-        job.needs = "the colour distance";
-        job.meaning = meaning;
         run_by_strips(inv.out, job, distance_of);
         return;
     }
-    // Stretching divides by the largest distance in the whole image, which
-    // is known only once every line is done: the image is read whole.
+    // Stretching divides by the largest distance in the whole image, known
+    // only once every line is done. A file is gone through twice, strip by
+    // strip: once for that largest distance, once to write the stretched
+    // result. Standard input can be read once only: it is taken whole.
+    const auto stretched = [](uint32_t largest, uint32_t full, const std::string& raw) {
+        return raw + "; stretched: the library's 0.." + std::to_string(largest) + " written as 0.." +
+               std::to_string(largest == 0 ? 0 : full) + " (--scale raw keeps them)";
+    };
+    const auto stretch = [](Raster& raster, uint32_t largest) {
+        const uint32_t full = raster.depth == 8 ? 255u : 65535u;
+        if (largest != 0)
+            for (uint16_t& v : raster.samples)
+                v = static_cast<uint16_t>((v * full + largest / 2) / largest);
+    };
+    if (files.input != "-") {
+        Progress progress;
+        const uint32_t largest = largest_result(inv.out, job, distance_of, progress);
+        // Results of an 8-bit pixel type are written at 8 bits, others at 16.
+        const bool narrow = files.type == BASE_TYPE_U8 || files.type == BASE_TYPE_S8;
+        job.meaning = stretched(largest, narrow ? 255u : 65535u, meaning);
+        run_by_strips(
+            inv.out, job, distance_of, [&](Raster& strip) { stretch(strip, largest); }, &progress);
+        return;
+    }
     HostBuffer source = load_image(inv.out, files.input, files.type);
     require_channels(source, files.input, 3, "the colour distance");
     const HostBuffer distance = distance_of(source.get());
     Raster raster = buffer_to_raster(distance.get());
     const uint32_t largest = *std::max_element(raster.samples.begin(), raster.samples.end());
-    const uint32_t full = raster.depth == 8 ? 255u : 65535u;
-    if (largest != 0)
-        for (uint16_t& v : raster.samples)
-            v = static_cast<uint16_t>((v * full + largest / 2) / largest);
+    stretch(raster, largest);
     save_raster(inv.out, raster, files.output,
-                meaning + "; stretched: the library's 0.." + std::to_string(largest) +
-                    " written as 0.." + std::to_string(largest == 0 ? 0 : full) +
-                    " (--scale raw keeps them)");
+                stretched(largest, raster.depth == 8 ? 255u : 65535u, meaning));
 }
 
 std::vector<int32_t> parse_candidates(const std::string& text) {

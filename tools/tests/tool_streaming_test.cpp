@@ -198,9 +198,26 @@ TEST(ToolStreaming, ThresholdAndRawDistanceGiveTheSameFileInStripsAsWhole) {
                               {"distance", "--colour1", "0x808080", "--colour2", "0xFF2010",
                                "--scale", "raw", input},
                               std::string("distance-") + (input == rgb8 ? "8" : "16") + ".pgm");
-    // The stretched distance is read whole either way: the same file too.
-    expect_same_both_ways(dir, {"distance", "--colour1", "0x808080", "--colour2", "0xFF2010", rgb8},
-                          "distance-stretched.pgm");
+    // The stretched distance goes through a file twice, strip by strip (the
+    // largest distance first, then the stretched result), and through
+    // standard input, which can be read once, whole: all give the same file.
+    for (const std::string& input : {rgb8, rgb16})
+        expect_same_both_ways(dir,
+                              {"distance", "--colour1", "0x808080", "--colour2", "0xFF2010", input},
+                              std::string("stretched-") + (input == rgb8 ? "8" : "16") + ".pgm");
+    const Environment rows("OZU_TOOL_STRIP_ROWS", kStripRows);
+    const ToolRun file = tool_test::run_tool(
+        dir, {"distance", "--colour1", "0x808080", "--colour2", "0xFF2010", rgb8, dir.file("f.pgm")});
+    const ToolRun piped = tool_test::run_tool(
+        dir, {"distance", "--colour1", "0x808080", "--colour2", "0xFF2010", "-", dir.file("p.pgm")},
+        rgb8);
+    ASSERT_EQ(file.status, 0) << file.err;
+    ASSERT_EQ(piped.status, 0) << piped.err;
+    EXPECT_EQ(read_bytes(dir.file("f.pgm")), read_bytes(dir.file("p.pgm")));
+    // The note names the largest distance, which the stretch divides by.
+    const std::string tail = file.out.substr(file.out.find(";"));
+    EXPECT_EQ(piped.err.substr(piped.err.find(";")), tail);
+    EXPECT_NE(tail.find("stretched: the library's 0.."), std::string::npos) << tail;
 }
 
 TEST(ToolStreaming, EveryFormatInAndOutGivesTheSameFileInStripsAsWhole) {
