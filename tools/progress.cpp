@@ -1,3 +1,5 @@
+// The progress line of a long command, and --quiet.
+
 #include "progress.h"
 
 #include <cstdio>
