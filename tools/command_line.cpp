@@ -142,6 +142,20 @@ std::optional<std::string> take_common_option(std::vector<std::string>& words,
     return value;
 }
 
+bool take_common_flag(std::vector<std::string>& words, const std::string& name) {
+    const std::string option = "--" + name;
+    bool found = false;
+    for (size_t k = 0; k < words.size() && words[k] != "--";) {
+        if (words[k] == option) {
+            words.erase(words.begin() + static_cast<std::ptrdiff_t>(k));
+            found = true;
+        } else {
+            ++k;
+        }
+    }
+    return found;
+}
+
 bool wants_help(const std::vector<std::string>& words) {
     for (const std::string& word : words) {
         if (word == "--") return false;

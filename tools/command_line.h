@@ -46,6 +46,10 @@ private:
 std::optional<std::string> take_common_option(std::vector<std::string>& words,
                                               const std::string& name);
 
+// Takes every "--name" before a "--" out of `words`: a flag that every
+// command accepts. True when there was one.
+bool take_common_flag(std::vector<std::string>& words, const std::string& name);
+
 // True when the words ask for help ("--help" or "-h" before any "--").
 bool wants_help(const std::vector<std::string>& words);
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -57,6 +58,50 @@ HostBuffer load_image(std::ostream& out, const std::string& path, int32_t type, 
 void require_channels(const HostBuffer& image, const std::string& path, int32_t channels,
                       const std::string& what);
 
+struct Raster;
+
+// A failure as require_channels gives for an image of `have` channels.
+void require_channel_count(int32_t have, const std::string& path, int32_t channels,
+                           const std::string& what);
+
+// A command whose result at each pixel depends on nothing but that pixel
+// (or, at least, on nothing outside its line), run over strips of lines: a
+// strip is read, made a buffer as load_image makes one, handed to the
+// operation, and its result written as save_image writes one, before the
+// next strip is read. Memory then holds a few strips whatever the image's
+// size; the library's runner still shares each strip's work between threads.
+struct StripJob {
+    std::string input;
+    std::string output;
+    int32_t type = 0;      // as load_image's
+    int32_t space = 0;     // as load_image's
+    int32_t channels = 3;  // the channels INPUT must have ...
+    std::string needs;     // ... for this ("the twist"), as require_channels
+    // False for an operation whose result depends on earlier lines: it gets
+    // the whole image as one strip.
+    bool byLines = true;
+    std::string meaning;   // as save_image's
+    SignedMode mode = SignedMode::Clip;
+    int32_t resultSpace = 0;
+};
+
+// The operation: a source buffer's handle in, its result out.
+using StripOperation = std::function<HostBuffer(int32_t source)>;
+
+class Progress;
+
+// Runs the job; `adjust`, when given, changes each strip's result, as the
+// file stores it, before it is written. A run that went through the input
+// once before (largest_result) passes that run's progress as `earlier`.
+void run_by_strips(std::ostream& out, const StripJob& job, const StripOperation& operation,
+                   const std::function<void(Raster&)>& adjust = {}, Progress* earlier = nullptr);
+
+// A first pass over the job's input, strip by strip, that writes nothing:
+// the largest sample of the operation's results as the file would store
+// them, for a second pass that scales by it.
+uint16_t largest_result(std::ostream& out, const StripJob& job, const StripOperation& operation,
+                        Progress& progress);
+
 // Writes a one- or three-plane result and prints one note:
 // "wrote PATH (3 channels, 8-bit): MEANING", with what became of signed
 // samples (signed_storage.h). `space` is the result's colour space (0: none);
@@ -67,7 +112,6 @@ void save_image(std::ostream& out, int32_t handle, const std::string& path,
                 int32_t space = 0);
 
 // Writes a raster the tool made itself, with the same note.
-struct Raster;
 void save_raster(std::ostream& out, const Raster& raster, const std::string& path,
                  const std::string& meaning);
 

@@ -9,6 +9,7 @@
 #include "command_line.h"
 #include "commands.h"
 #include "image_io.h"
+#include "progress.h"
 
 namespace ozu::tool {
 namespace {
@@ -163,17 +164,27 @@ void run_threshold(const Invocation& inv) {
     const int32_t mode = (any ? 1 : 0) | (invert ? 2 : 0);
     check_output_path(files.output, 1);
 
-    HostBuffer source = load_image(inv.out, files.input, files.type, from);
-    require_channels(source, files.input, 3, "the threshold");
-    HostBuffer mask;
-    library_call("COL_Threshold", [&] {
-        return COL_Threshold(source.get(), mask.slot(), from, space, r[0].low, r[0].high, r[1].low,
-                             r[1].high, r[2].low, r[2].high, mode);
+    StripJob job;
+    job.input = files.input;
+    job.output = files.output;
+    job.type = files.type;
+    job.space = from;
+    job.needs = "the threshold";
+    // The threshold brings each pixel into SPACE by the library's
+    // conversion, which out of HSV into any space but RGB carries values
+    // from line to line: that case runs on the whole image at once.
+    job.byLines = !(from == COL_HSV && space != COL_RGB);
+    job.meaning = std::string(invert ? "0" : "255") + " where " + (any ? "any" : "all") +
+                  " of the channels of " + space_name(space) + " lie in their ranges, " +
+                  (invert ? "255" : "0") + " elsewhere";
+    run_by_strips(inv.out, job, [&](int32_t source) {
+        HostBuffer mask;
+        library_call("COL_Threshold", [&] {
+            return COL_Threshold(source, mask.slot(), from, space, r[0].low, r[0].high, r[1].low,
+                                 r[1].high, r[2].low, r[2].high, mode);
+        });
+        return mask;
     });
-    save_image(inv.out, mask.get(), files.output,
-               std::string(invert ? "0" : "255") + " where " + (any ? "any" : "all") +
-                   " of the channels of " + space_name(space) + " lie in their ranges, " +
-                   (invert ? "255" : "0") + " elsewhere");
 }
 
 void run_distance(const Invocation& inv) {
@@ -187,28 +198,58 @@ void run_distance(const Invocation& inv) {
     const int32_t colour2 = parse_colour(args.required("colour2"), "--colour2");
     check_output_path(files.output, 1);
 
-    HostBuffer source = load_image(inv.out, files.input, files.type);
-    require_channels(source, files.input, 3, "the colour distance");
-    HostBuffer distance;
-    library_call("COL_CalcColorDistanceImage", [&] {
-        return COL_CalcColorDistanceImage(source.get(), distance.slot(), colour1, colour2);
-    });
     const std::string meaning =
         "0 where nearer to colour 1, growing towards 255 as nearer to colour 2";
+    const auto distance_of = [&](int32_t source) {
+        HostBuffer distance;
+        library_call("COL_CalcColorDistanceImage", [&] {
+            return COL_CalcColorDistanceImage(source, distance.slot(), colour1, colour2);
+        });
+        return distance;
+    };
+    StripJob job;
+    job.input = files.input;
+    job.output = files.output;
+    job.type = files.type;
+    job.needs = "the colour distance";
+    job.meaning = meaning;
     if (scale == "raw") {
-        save_image(inv.out, distance.get(), files.output, meaning);
+        // Each pixel's distance is its own: strip by strip.
+        run_by_strips(inv.out, job, distance_of);
         return;
     }
+    // Stretching divides by the largest distance in the whole image, known
+    // only once every line is done. A file is gone through twice, strip by
+    // strip: once for that largest distance, once to write the stretched
+    // result. Standard input can be read once only: it is taken whole.
+    const auto stretched = [](uint32_t largest, uint32_t full, const std::string& raw) {
+        return raw + "; stretched: the library's 0.." + std::to_string(largest) + " written as 0.." +
+               std::to_string(largest == 0 ? 0 : full) + " (--scale raw keeps them)";
+    };
+    const auto stretch = [](Raster& raster, uint32_t largest) {
+        const uint32_t full = raster.depth == 8 ? 255u : 65535u;
+        if (largest != 0)
+            for (uint16_t& v : raster.samples)
+                v = static_cast<uint16_t>((v * full + largest / 2) / largest);
+    };
+    if (files.input != "-") {
+        Progress progress;
+        const uint32_t largest = largest_result(inv.out, job, distance_of, progress);
+        // Results of an 8-bit pixel type are written at 8 bits, others at 16.
+        const bool narrow = files.type == BASE_TYPE_U8 || files.type == BASE_TYPE_S8;
+        job.meaning = stretched(largest, narrow ? 255u : 65535u, meaning);
+        run_by_strips(
+            inv.out, job, distance_of, [&](Raster& strip) { stretch(strip, largest); }, &progress);
+        return;
+    }
+    HostBuffer source = load_image(inv.out, files.input, files.type);
+    require_channels(source, files.input, 3, "the colour distance");
+    const HostBuffer distance = distance_of(source.get());
     Raster raster = buffer_to_raster(distance.get());
     const uint32_t largest = *std::max_element(raster.samples.begin(), raster.samples.end());
-    const uint32_t full = raster.depth == 8 ? 255u : 65535u;
-    if (largest != 0)
-        for (uint16_t& v : raster.samples)
-            v = static_cast<uint16_t>((v * full + largest / 2) / largest);
+    stretch(raster, largest);
     save_raster(inv.out, raster, files.output,
-                meaning + "; stretched: the library's 0.." + std::to_string(largest) +
-                    " written as 0.." + std::to_string(largest == 0 ? 0 : full) +
-                    " (--scale raw keeps them)");
+                stretched(largest, raster.depth == 8 ? 255u : 65535u, meaning));
 }
 
 std::vector<int32_t> parse_candidates(const std::string& text) {

@@ -59,10 +59,24 @@ void run(const Invocation& inv) {
     const std::string& output = args.positional()[1];
     check_output_path(output, to == COL_I ? 1 : 3);
 
-    HostBuffer source = load_image(inv.out, input, type, from);
-    require_channels(source, input, from == COL_I ? 1 : 3, "conversion from " + space_name(from));
-    const HostBuffer result = convert_keeping_signs(source.get(), from, to, mode);
-    save_image(inv.out, result.get(), output, channel_meaning(to), mode, to);
+    StripJob job;
+    job.input = input;
+    job.output = output;
+    job.type = type;
+    job.space = from;
+    job.channels = from == COL_I ? 1 : 3;
+    job.needs = "conversion from " + space_name(from);
+    // The library's conversion out of HSV into any space but RGB carries
+    // values from line to line (a pixel whose hue is out of range shows
+    // through what an earlier line left), so its lines depend on the ones
+    // above them: it converts the whole image at once.
+    job.byLines = !(from == COL_HSV && to != COL_RGB);
+    job.meaning = channel_meaning(to);
+    job.mode = mode;
+    job.resultSpace = to;
+    run_by_strips(inv.out, job, [&](int32_t source) {
+        return convert_keeping_signs(source, from, to, mode);
+    });
 }
 
 }  // namespace

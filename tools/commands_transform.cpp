@@ -80,19 +80,38 @@ ImageArguments image_arguments(const Arguments& args) {
     return result;
 }
 
+// Every weighted transform is a sum of the channels of one pixel: each runs
+// strip by strip.
+StripJob job_for(const ImageArguments& files, int32_t channels, const std::string& needs,
+                 const std::string& meaning) {
+    StripJob job;
+    job.input = files.input;
+    job.output = files.output;
+    job.type = files.type;
+    job.channels = channels;
+    job.needs = needs;
+    job.meaning = meaning;
+    job.mode = files.mode;
+    return job;
+}
+
 void run_twist(const Invocation& inv) {
     const Arguments args(inv.words, {{"matrix", true}, {"type", true}});
     const ImageArguments files = image_arguments(args);
     const std::vector<double> matrix = parse_doubles(args.required("matrix"), 16, "--matrix");
     check_output_path(files.output, 3);
 
-    HostBuffer source = load_image(inv.out, files.input, files.type);
-    require_channels(source, files.input, 3, "the twist");
-    HostBuffer result;
-    library_call("COL_ColorTwist",
-                 [&] { return COL_ColorTwist(source.get(), result.slot(), matrix.data()); });
-    save_image(inv.out, result.get(), files.output,
-               "channel k = column k of the matrix applied to the input channels");
+    StripJob job = job_for(files, 3, "the twist",
+                           "channel k = column k of the matrix applied to the input channels");
+    // A twist clamps at 0, signed types too: its results are rescaled by
+    // range as unsigned ones are, never stored with an offset.
+    job.mode = SignedMode::Clip;
+    run_by_strips(inv.out, job, [&](int32_t source) {
+        HostBuffer result;
+        library_call("COL_ColorTwist",
+                     [&] { return COL_ColorTwist(source, result.slot(), matrix.data()); });
+        return result;
+    });
 }
 
 void run_to_grey(const Invocation& inv) {
@@ -102,16 +121,17 @@ void run_to_grey(const Invocation& inv) {
         parse_weights(args.value_or("weights", "0.299,0.587,0.114"), "--weights");
     check_output_path(files.output, 1);
 
-    HostBuffer source = load_image(inv.out, files.input, files.type);
-    require_channels(source, files.input, 3, "a weighted sum of three channels");
-    HostBuffer result;
-    library_call("COL_ConvertToGrayscale", [&] {
-        return COL_ConvertToGrayscale(source.get(), result.slot(), w[0], w[1], w[2]);
-    });
-    save_image(inv.out, result.get(), files.output,
-               "grey = " + number(w[0]) + " x channel 1 + " + number(w[1]) + " x channel 2 + " +
-                   number(w[2]) + " x channel 3",
-               files.mode);
+    run_by_strips(inv.out,
+                  job_for(files, 3, "a weighted sum of three channels",
+                          "grey = " + number(w[0]) + " x channel 1 + " + number(w[1]) +
+                              " x channel 2 + " + number(w[2]) + " x channel 3"),
+                  [&](int32_t source) {
+                      HostBuffer result;
+                      library_call("COL_ConvertToGrayscale", [&] {
+                          return COL_ConvertToGrayscale(source, result.slot(), w[0], w[1], w[2]);
+                      });
+                      return result;
+                  });
 }
 
 void run_to_colour(const Invocation& inv) {
@@ -120,15 +140,17 @@ void run_to_colour(const Invocation& inv) {
     const std::vector<double> w = parse_weights(args.value_or("weights", "1,1,1"), "--weights");
     check_output_path(files.output, 3);
 
-    HostBuffer source = load_image(inv.out, files.input, files.type);
-    require_channels(source, files.input, 1, "grey into colour");
-    HostBuffer result;
-    library_call("COL_ConvertToColor",
-                 [&] { return COL_ConvertToColor(source.get(), result.slot(), w[0], w[1], w[2]); });
-    save_image(inv.out, result.get(), files.output,
-               "channel 1 = grey x " + number(w[0]) + ", channel 2 = grey x " + number(w[1]) +
-                   ", channel 3 = grey x " + number(w[2]),
-               files.mode);
+    run_by_strips(inv.out,
+                  job_for(files, 1, "grey into colour",
+                          "channel 1 = grey x " + number(w[0]) + ", channel 2 = grey x " +
+                              number(w[1]) + ", channel 3 = grey x " + number(w[2])),
+                  [&](int32_t source) {
+                      HostBuffer result;
+                      library_call("COL_ConvertToColor", [&] {
+                          return COL_ConvertToColor(source, result.slot(), w[0], w[1], w[2]);
+                      });
+                      return result;
+                  });
 }
 
 }  // namespace

@@ -47,10 +47,9 @@ struct JpegReadState {
     J_COLOR_SPACE space = JCS_UNKNOWN;
     bool tooLarge = false;
     long warnings = 0;
-    std::vector<uint8_t> bytes;
 };
 
-bool jpeg_read_core(jpeg_decompress_struct& info, JpegErrors& errors, std::FILE* file,
+bool jpeg_open_core(jpeg_decompress_struct& info, JpegErrors& errors, std::FILE* file,
                     JpegReadState& s) {
     if (setjmp(errors.back)) return false;
     jpeg_stdio_src(&info, file);
@@ -70,25 +69,106 @@ bool jpeg_read_core(jpeg_decompress_struct& info, JpegErrors& errors, std::FILE*
     info.out_color_space = info.jpeg_color_space == JCS_GRAYSCALE ? JCS_GRAYSCALE : JCS_RGB;
     jpeg_start_decompress(&info);
     s.channels = info.output_components;
-    const size_t rowBytes = size_t(info.output_width) * size_t(s.channels);
-    s.bytes.resize(rowBytes * info.output_height);
-    while (info.output_scanline < info.output_height) {
-        JSAMPROW row = s.bytes.data() + rowBytes * info.output_scanline;
-        jpeg_read_scanlines(&info, &row, 1);
+    return true;
+}
+
+bool jpeg_read_row_core(jpeg_decompress_struct& info, JpegErrors& errors, JSAMPROW row) {
+    if (setjmp(errors.back)) return false;
+    while (jpeg_read_scanlines(&info, &row, 1) != 1) {
+        // A stdio source never suspends; no row at all means no data left.
+        if (info.output_scanline >= info.output_height) return false;
     }
+    return true;
+}
+
+bool jpeg_finish_read_core(jpeg_decompress_struct& info, JpegErrors& errors, JpegReadState& s) {
+    if (setjmp(errors.back)) return false;
     jpeg_finish_decompress(&info);
     s.warnings = info.err->num_warnings;
     return true;
 }
 
-bool jpeg_write_core(jpeg_compress_struct& info, JpegErrors& errors, std::FILE* file,
-                     const Raster& raster, std::vector<uint8_t>& row) {
+// The library's structures for one file, destroyed with their owner, also
+// when its constructor fails part way.
+struct JpegDecoder {
+    jpeg_decompress_struct info{};
+    JpegErrors errors;
+    JpegDecoder() {
+        info.err = jpeg_std_error(&errors.manager);
+        errors.manager.error_exit = jpeg_error_to_message;
+        errors.manager.output_message = jpeg_ignore_message;
+        jpeg_create_decompress(&info);
+    }
+    ~JpegDecoder() { jpeg_destroy_decompress(&info); }
+    JpegDecoder(const JpegDecoder&) = delete;
+    JpegDecoder& operator=(const JpegDecoder&) = delete;
+};
+
+struct JpegEncoder {
+    jpeg_compress_struct info{};
+    JpegErrors errors;
+    JpegEncoder() {
+        info.err = jpeg_std_error(&errors.manager);
+        errors.manager.error_exit = jpeg_error_to_message;
+        errors.manager.output_message = jpeg_ignore_message;
+        jpeg_create_compress(&info);
+    }
+    ~JpegEncoder() { jpeg_destroy_compress(&info); }
+    JpegEncoder(const JpegEncoder&) = delete;
+    JpegEncoder& operator=(const JpegEncoder&) = delete;
+};
+
+class JpegRows final : public RowReader {
+public:
+    JpegRows(std::FILE* file, std::string name) : file_(file), name_(std::move(name)) {
+        if (!jpeg_open_core(d_.info, d_.errors, file, state_)) fail();
+        check_size(name_, state_.width, state_.height);
+        if (state_.space == JCS_CMYK || state_.space == JCS_YCCK)
+            throw ToolError(ENOTSUP, quoted(name_) +
+                                         " is a CMYK JPEG; the tool reads grey and colour (YCbCr "
+                                         "or RGB) JPEG files");
+        if (state_.channels != 1 && state_.channels != 3)
+            throw ToolError(ENOTSUP, quoted(name_) + " is a JPEG of a kind the tool does not read");
+        shape_ = {int32_t(state_.width), int32_t(state_.height), state_.channels, 8};
+        row_.resize(samples_per_row(shape_));
+    }
+
+    void read_rows(uint16_t* out, int32_t rows) override {
+        const size_t perRow = samples_per_row(shape_);
+        for (int32_t y = 0; y < rows; ++y, out += perRow) {
+            if (!jpeg_read_row_core(d_.info, d_.errors, row_.data())) fail();
+            for (size_t k = 0; k < perRow; ++k) out[k] = row_[k];
+            if (++next_ < shape_.height) continue;
+            if (!jpeg_finish_read_core(d_.info, d_.errors, state_)) fail();
+            if (state_.warnings != 0)
+                notes.lines.push_back(name_ + ": libjpeg repaired " +
+                                      std::to_string(state_.warnings) +
+                                      " damaged part(s) of the data; some pixels may be wrong");
+        }
+    }
+
+private:
+    [[noreturn]] void fail() const {
+        if (std::ferror(file_) != 0) throw ToolError(errno_or(EIO), "cannot read " + quoted(name_));
+        throw ToolError(EIO, "cannot read " + quoted(name_) + ": " + d_.errors.text);
+    }
+
+    std::FILE* file_;
+    std::string name_;
+    JpegDecoder d_;
+    JpegReadState state_;
+    std::vector<uint8_t> row_;
+    int32_t next_ = 0;
+};
+
+bool jpeg_begin_core(jpeg_compress_struct& info, JpegErrors& errors, std::FILE* file,
+                     const ImageShape& shape) {
     if (setjmp(errors.back)) return false;
     jpeg_stdio_dest(&info, file);
-    info.image_width = static_cast<JDIMENSION>(raster.width);
-    info.image_height = static_cast<JDIMENSION>(raster.height);
-    info.input_components = raster.channels;
-    info.in_color_space = raster.channels == 1 ? JCS_GRAYSCALE : JCS_RGB;
+    info.image_width = static_cast<JDIMENSION>(shape.width);
+    info.image_height = static_cast<JDIMENSION>(shape.height);
+    info.input_components = shape.channels;
+    info.in_color_space = shape.channels == 1 ? JCS_GRAYSCALE : JCS_RGB;
     jpeg_set_defaults(&info);
     jpeg_set_quality(&info, kQuality, TRUE);
     for (int c = 0; c < info.num_components; ++c) {
@@ -96,64 +176,64 @@ bool jpeg_write_core(jpeg_compress_struct& info, JpegErrors& errors, std::FILE* 
         info.comp_info[c].v_samp_factor = 1;
     }
     jpeg_start_compress(&info, TRUE);
-    const size_t perRow = size_t(raster.width) * size_t(raster.channels);
-    while (info.next_scanline < info.image_height) {
-        const uint16_t* in = raster.samples.data() + perRow * info.next_scanline;
-        for (size_t k = 0; k < perRow; ++k) row[k] = static_cast<uint8_t>(in[k]);
-        JSAMPROW rows = row.data();
-        jpeg_write_scanlines(&info, &rows, 1);
-    }
+    return true;
+}
+
+bool jpeg_write_row_core(jpeg_compress_struct& info, JpegErrors& errors, JSAMPROW row) {
+    if (setjmp(errors.back)) return false;
+    jpeg_write_scanlines(&info, &row, 1);
+    return true;
+}
+
+bool jpeg_finish_write_core(jpeg_compress_struct& info, JpegErrors& errors) {
+    if (setjmp(errors.back)) return false;
     jpeg_finish_compress(&info);
     return true;
 }
 
+class JpegWriter final : public RowWriter {
+public:
+    JpegWriter(std::FILE* file, std::string name, const ImageShape& shape)
+        : name_(std::move(name)), shape_(shape) {
+        if (shape.depth != 8)
+            throw ToolError(EINVAL, "cannot write a 16-bit image as JPEG " + quoted(name_) +
+                                        ", which holds 8 bits a sample; use .png, .tif or .pnm");
+        row_.resize(samples_per_row(shape));
+        if (!jpeg_begin_core(e_.info, e_.errors, file, shape)) fail();
+    }
+
+    void write_rows(const uint16_t* samples, int32_t rows) override {
+        const size_t perRow = samples_per_row(shape_);
+        for (int32_t y = 0; y < rows; ++y, samples += perRow) {
+            for (size_t k = 0; k < perRow; ++k) row_[k] = static_cast<uint8_t>(samples[k]);
+            if (!jpeg_write_row_core(e_.info, e_.errors, row_.data())) fail();
+        }
+    }
+
+    void finish() override {
+        if (!jpeg_finish_write_core(e_.info, e_.errors)) fail();
+    }
+
+private:
+    [[noreturn]] void fail() const {
+        throw ToolError(EIO, "cannot write " + quoted(name_) + ": " + e_.errors.text);
+    }
+
+    std::string name_;
+    ImageShape shape_;
+    JpegEncoder e_;
+    std::vector<uint8_t> row_;
+};
+
 }  // namespace
 
-Raster read_jpeg(std::FILE* file, const std::string& name, ReadNotes* notes) {
-    jpeg_decompress_struct info{};
-    JpegErrors errors;
-    info.err = jpeg_std_error(&errors.manager);
-    errors.manager.error_exit = jpeg_error_to_message;
-    errors.manager.output_message = jpeg_ignore_message;
-    jpeg_create_decompress(&info);
-    JpegReadState state;
-    const bool ok = jpeg_read_core(info, errors, file, state);
-    jpeg_destroy_decompress(&info);
-    if (!ok) {
-        if (std::ferror(file) != 0) throw ToolError(errno_or(EIO), "cannot read " + quoted(name));
-        throw ToolError(EIO, "cannot read " + quoted(name) + ": " + errors.text);
-    }
-    check_size(name, state.width, state.height);
-    if (state.space == JCS_CMYK || state.space == JCS_YCCK)
-        throw ToolError(ENOTSUP, quoted(name) +
-                                     " is a CMYK JPEG; the tool reads grey and colour (YCbCr "
-                                     "or RGB) JPEG files");
-    if (state.channels != 1 && state.channels != 3)
-        throw ToolError(ENOTSUP, quoted(name) + " is a JPEG of a kind the tool does not read");
-
-    Raster raster(static_cast<int32_t>(state.width), static_cast<int32_t>(state.height),
-                  state.channels, 8);
-    for (size_t k = 0; k < raster.samples.size(); ++k) raster.samples[k] = state.bytes[k];
-    if (state.warnings != 0 && notes != nullptr)
-        notes->lines.push_back(name + ": libjpeg repaired " + std::to_string(state.warnings) +
-                               " damaged part(s) of the data; some pixels may be wrong");
-    return raster;
+std::unique_ptr<RowReader> open_jpeg(std::FILE* file, const std::string& name) {
+    return std::make_unique<JpegRows>(file, name);
 }
 
-void write_jpeg(std::FILE* file, const std::string& name, const Raster& raster) {
-    if (raster.depth != 8)
-        throw ToolError(EINVAL, "cannot write a 16-bit image as JPEG " + quoted(name) +
-                                    ", which holds 8 bits a sample; use .png, .tif or .pnm");
-    jpeg_compress_struct info{};
-    JpegErrors errors;
-    info.err = jpeg_std_error(&errors.manager);
-    errors.manager.error_exit = jpeg_error_to_message;
-    errors.manager.output_message = jpeg_ignore_message;
-    jpeg_create_compress(&info);
-    std::vector<uint8_t> row(size_t(raster.width) * size_t(raster.channels));
-    const bool ok = jpeg_write_core(info, errors, file, raster, row);
-    jpeg_destroy_compress(&info);
-    if (!ok) throw ToolError(EIO, "cannot write " + quoted(name) + ": " + errors.text);
+std::unique_ptr<RowWriter> start_jpeg(std::FILE* file, const std::string& name,
+                                      const ImageShape& shape) {
+    return std::make_unique<JpegWriter>(file, name, shape);
 }
 
 }  // namespace ozu::tool

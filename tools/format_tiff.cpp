@@ -3,7 +3,8 @@
 // samples (alpha) dropped; other kinds of 8 bits or fewer (palette, YCbCr,
 // CMYK, 1- to 4-bit grey) through libtiff's RGBA reader. Written: grey or
 // RGB, 8 or 16 bits, interleaved, deflate-compressed with the horizontal
-// predictor, in strips or 256 x 256 tiles.
+// predictor, in strips or 256 x 256 tiles. Strips of interleaved samples are
+// read a row at a time; tiles, planes and the RGBA reader's kinds whole.
 
 #include <algorithm>
 #include <cstdarg>
@@ -115,8 +116,8 @@ uint16_t sample_at(const std::vector<uint8_t>& block, size_t k, uint16_t bits) {
     return v;
 }
 
-// Grey and RGB at 8 or 16 bits, decoded block by block (strips or tiles) into
-// the raster, keeping the first `channels` samples of each pixel.
+// Grey and RGB at 8 or 16 bits, decoded whole block by block (strips or
+// tiles, planes one after the other) into the raster, keeping the first `channels` samples of each pixel.
 void read_direct(TIFF* tiff, std::FILE* file, const std::string& name, const TiffMessage& message,
                  const TiffLayout& t, Raster& raster) {
     const bool separate = t.planar == PLANARCONFIG_SEPARATE;
@@ -161,12 +162,57 @@ void read_direct(TIFF* tiff, std::FILE* file, const std::string& name, const Tif
         }
 }
 
+// Grey and RGB strips of interleaved samples, decoded a row at a time.
+class TiffRows final : public RowReader {
+public:
+    TiffRows(std::unique_ptr<TiffMessage> message, TiffHandle tiff, std::FILE* file,
+             std::string name, const TiffLayout& t, int32_t channels)
+        : message_(std::move(message)),
+          tiff_(std::move(tiff)),
+          file_(file),
+          name_(std::move(name)),
+          layout_(t) {
+        shape_ = {int32_t(t.width), int32_t(t.height), channels, t.bits};
+        row_.resize(static_cast<size_t>(TIFFScanlineSize(tiff_.get())));
+        if (row_.size() < size_t(t.width) * t.samples * (t.bits / 8))
+            fail_read(file_, name_, "TIFF rows shorter than their pixels");
+    }
+
+    void read_rows(uint16_t* out, int32_t rows) override {
+        const uint16_t top = layout_.bits == 8 ? 255 : 65535;
+        const bool invert = layout_.photometric == PHOTOMETRIC_MINISWHITE;
+        for (int32_t y = 0; y < rows; ++y, ++next_) {
+            if (TIFFReadScanline(tiff_.get(), row_.data(), next_, 0) < 0)
+                fail_tiff(file_, name_, *message_, "cannot read");
+            for (uint32_t x = 0; x < layout_.width; ++x)
+                for (int32_t c = 0; c < shape_.channels; ++c) {
+                    const uint16_t v = sample_at(row_, size_t(x) * layout_.samples + size_t(c),
+                                                 layout_.bits);
+                    *out++ = invert ? static_cast<uint16_t>(top - v) : v;
+                }
+        }
+    }
+
+private:
+    // libtiff reports into the message record through the handle: the
+    // record is created first and freed last.
+    std::unique_ptr<TiffMessage> message_;
+    TiffHandle tiff_;
+    std::FILE* file_;
+    std::string name_;
+    TiffLayout layout_;
+    std::vector<uint8_t> row_;
+    uint32_t next_ = 0;
+};
+
 }  // namespace
 
-Raster read_tiff(std::FILE* file, const std::string& name, ReadNotes* notes) {
-    TiffMessage message;
-    TiffHandle tiff = open_tiff(file, name, "r", message);
-    if (!tiff) fail_tiff(file, name, message, "cannot read");
+std::unique_ptr<RowReader> open_tiff(std::FILE* file, const std::string& name) {
+    // The message record must outlive the handle, which a streaming reader
+    // takes over: both live on the heap.
+    auto message = std::make_unique<TiffMessage>();
+    TiffHandle tiff = open_tiff(file, name, "r", *message);
+    if (!tiff) fail_tiff(file, name, *message, "cannot read");
 
     TiffLayout t;
     TIFFGetField(tiff.get(), TIFFTAG_IMAGEWIDTH, &t.width);
@@ -190,27 +236,48 @@ Raster read_tiff(std::FILE* file, const std::string& name, ReadNotes* notes) {
     const int32_t colours = t.samples > t.extras ? int32_t(t.samples) - int32_t(t.extras) : 0;
     const bool direct = (t.bits == 8 || t.bits == 16) &&
                         ((grey && colours == 1) || (t.photometric == PHOTOMETRIC_RGB && colours == 3));
-    Raster raster;
-    if (direct) {
-        raster = Raster(int32_t(t.width), int32_t(t.height), colours, t.bits);
-        read_direct(tiff.get(), file, name, message, t, raster);
-        if (t.photometric == PHOTOMETRIC_MINISWHITE) {
-            const uint16_t top = t.bits == 8 ? 255 : 65535;
-            for (uint16_t& v : raster.samples) v = static_cast<uint16_t>(top - v);
-            if (notes != nullptr)
-                notes->lines.push_back(name + ": white-is-zero grey turned into black-is-zero");
-        }
-    } else {
+    ReadNotes notes;
+    if (direct && t.photometric == PHOTOMETRIC_MINISWHITE)
+        notes.lines.push_back(name + ": white-is-zero grey turned into black-is-zero");
+    if (!direct) {
         char why[1024] = "";
         if (t.bits > 8 || TIFFRGBAImageOK(tiff.get(), why) == 0)
             throw ToolError(ENOTSUP, quoted(name) + " is a TIFF of a kind the tool does not read (" +
                                          std::to_string(t.samples) + " samples of " +
                                          std::to_string(t.bits) + " bits, photometric " +
                                          std::to_string(t.photometric) + ")");
+        notes.lines.push_back(name + ": TIFF of " + std::to_string(t.bits) +
+                              "-bit samples, photometric " + std::to_string(t.photometric) +
+                              ", read as 8-bit " + (grey ? "grey" : "RGB"));
+    }
+    if (t.extras != 0)
+        notes.lines.push_back(name + ": " + std::to_string(t.extras) +
+                              " extra sample(s) (alpha) ignored");
+    const tdir_t pages = TIFFNumberOfDirectories(tiff.get());
+    if (pages > 1)
+        notes.lines.push_back(name + ": the first of " + std::to_string(pages) + " images read");
+
+    const bool contiguous = t.planar != PLANARCONFIG_SEPARATE || t.samples == 1;
+    if (direct && contiguous && !TIFFIsTiled(tiff.get())) {
+        auto rows = std::make_unique<TiffRows>(std::move(message), std::move(tiff), file, name, t,
+                                               colours);
+        rows->notes = std::move(notes);
+        return rows;
+    }
+
+    Raster raster;
+    if (direct) {
+        raster = Raster(int32_t(t.width), int32_t(t.height), colours, t.bits);
+        read_direct(tiff.get(), file, name, *message, t, raster);
+        if (t.photometric == PHOTOMETRIC_MINISWHITE) {
+            const uint16_t top = t.bits == 8 ? 255 : 65535;
+            for (uint16_t& v : raster.samples) v = static_cast<uint16_t>(top - v);
+        }
+    } else {
         std::vector<uint32_t> rgba(size_t(t.width) * size_t(t.height));
         if (TIFFReadRGBAImageOriented(tiff.get(), t.width, t.height, rgba.data(),
                                       ORIENTATION_TOPLEFT, 0) == 0)
-            fail_tiff(file, name, message, "cannot read");
+            fail_tiff(file, name, *message, "cannot read");
         raster = Raster(int32_t(t.width), int32_t(t.height), grey ? 1 : 3, 8);
         for (size_t k = 0; k < rgba.size(); ++k) {
             if (grey) {
@@ -221,78 +288,121 @@ Raster read_tiff(std::FILE* file, const std::string& name, ReadNotes* notes) {
                 raster.samples[3 * k + 2] = static_cast<uint16_t>(TIFFGetB(rgba[k]));
             }
         }
-        if (notes != nullptr)
-            notes->lines.push_back(name + ": TIFF of " + std::to_string(t.bits) +
-                                   "-bit samples, photometric " + std::to_string(t.photometric) +
-                                   ", read as 8-bit " + (grey ? "grey" : "RGB"));
     }
-    if (t.extras != 0 && notes != nullptr)
-        notes->lines.push_back(name + ": " + std::to_string(t.extras) +
-                               " extra sample(s) (alpha) ignored");
-    const tdir_t pages = TIFFNumberOfDirectories(tiff.get());
-    if (pages > 1 && notes != nullptr)
-        notes->lines.push_back(name + ": the first of " + std::to_string(pages) +
-                               " images read");
-    return raster;
+    auto decoded = std::make_unique<DecodedRows>(std::move(raster));
+    decoded->notes = std::move(notes);
+    return decoded;
 }
 
-void write_tiff(std::FILE* file, const std::string& name, const Raster& raster, bool tiled) {
-    TiffMessage message;
-    TiffHandle tiff = open_tiff(file, name, "w", message);
-    if (!tiff) fail_tiff(file, name, message, "cannot write");
-    TIFF* t = tiff.get();
-    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, uint32_t(raster.width));
-    TIFFSetField(t, TIFFTAG_IMAGELENGTH, uint32_t(raster.height));
-    TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, uint16_t(raster.channels));
-    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, uint16_t(raster.depth));
-    TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
-    TIFFSetField(t, TIFFTAG_PHOTOMETRIC,
-                 raster.channels == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB);
-    TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(t, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
-    TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
-    TIFFSetField(t, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+namespace {
 
-    const size_t bytesPerSample = raster.depth == 8 ? 1 : 2;
-    const size_t perRow = size_t(raster.width) * size_t(raster.channels);
-    // Samples in the host's byte order; libtiff records that order in the file.
-    auto put = [&](std::vector<uint8_t>& block, size_t k, uint16_t v) {
-        if (bytesPerSample == 1) {
-            block[k] = static_cast<uint8_t>(v);
+// Rows in strips as they come; or, for tiles, gathered a band of tiles high
+// and written band by band.
+class TiffWriter final : public RowWriter {
+public:
+    TiffWriter(std::FILE* file, std::string name, const ImageShape& shape, bool tiled)
+        : file_(file), name_(std::move(name)), shape_(shape), tiled_(tiled) {
+        tiff_ = open_tiff(file, name_, "w", *message_);
+        if (!tiff_) fail_tiff(file, name_, *message_, "cannot write");
+        TIFF* t = tiff_.get();
+        TIFFSetField(t, TIFFTAG_IMAGEWIDTH, uint32_t(shape.width));
+        TIFFSetField(t, TIFFTAG_IMAGELENGTH, uint32_t(shape.height));
+        TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, uint16_t(shape.channels));
+        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, uint16_t(shape.depth));
+        TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
+        TIFFSetField(t, TIFFTAG_PHOTOMETRIC,
+                     shape.channels == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB);
+        TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(t, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+        TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
+        TIFFSetField(t, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+        const size_t perRow = samples_per_row(shape);
+        if (tiled) {
+            TIFFSetField(t, TIFFTAG_TILEWIDTH, kTile);
+            TIFFSetField(t, TIFFTAG_TILELENGTH, kTile);
+            block_.resize(size_t(kTile) * kTile * size_t(shape.channels) * bytes_per_sample());
+            band_.resize(size_t(kTile) * perRow);
         } else {
-            std::memcpy(block.data() + 2 * k, &v, 2);
-        }
-    };
-    bool ok = true;
-    if (tiled) {
-        constexpr uint32_t kTile = 256;
-        TIFFSetField(t, TIFFTAG_TILEWIDTH, kTile);
-        TIFFSetField(t, TIFFTAG_TILELENGTH, kTile);
-        std::vector<uint8_t> block(size_t(kTile) * kTile * size_t(raster.channels) * bytesPerSample);
-        for (uint32_t y0 = 0; ok && y0 < uint32_t(raster.height); y0 += kTile)
-            for (uint32_t x0 = 0; ok && x0 < uint32_t(raster.width); x0 += kTile) {
-                // The part of an edge tile outside the image is written as 0.
-                std::fill(block.begin(), block.end(), 0);
-                for (uint32_t y = y0; y < std::min(uint32_t(raster.height), y0 + kTile); ++y)
-                    for (uint32_t x = x0; x < std::min(uint32_t(raster.width), x0 + kTile); ++x)
-                        for (int32_t c = 0; c < raster.channels; ++c)
-                            put(block, (size_t(y - y0) * kTile + (x - x0)) * size_t(raster.channels) + size_t(c),
-                                raster.at(int32_t(x), int32_t(y), c));
-                ok = TIFFWriteTile(t, block.data(), x0, y0, 0, 0) >= 0;
-            }
-    } else {
-        TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(t, 0));
-        std::vector<uint8_t> row(perRow * bytesPerSample);
-        for (int32_t y = 0; ok && y < raster.height; ++y) {
-            for (size_t k = 0; k < perRow; ++k)
-                put(row, k, raster.samples[size_t(y) * perRow + k]);
-            ok = TIFFWriteScanline(t, row.data(), uint32_t(y), 0) >= 0;
+            TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(t, 0));
+            block_.resize(perRow * bytes_per_sample());
         }
     }
-    // The directory is written when the handle closes; its failure counts.
-    ok = ok && TIFFWriteDirectory(t) != 0;
-    tiff.reset();
-    if (!ok || std::ferror(file) != 0) fail_tiff(file, name, message, "cannot write");
+
+    void write_rows(const uint16_t* samples, int32_t rows) override {
+        const size_t perRow = samples_per_row(shape_);
+        for (int32_t y = 0; y < rows; ++y, samples += perRow) {
+            ++next_;
+            if (tiled_) {
+                std::copy(samples, samples + perRow,
+                          band_.begin() + ptrdiff_t(size_t(bandRows_) * perRow));
+                if (++bandRows_ == kTile) write_band();
+                continue;
+            }
+            for (size_t k = 0; k < perRow; ++k) put(k, samples[k]);
+            if (TIFFWriteScanline(tiff_.get(), block_.data(), next_ - 1, 0) < 0)
+                fail_tiff(file_, name_, *message_, "cannot write");
+        }
+    }
+
+    void finish() override {
+        if (tiled_ && bandRows_ > 0) write_band();
+        // The directory is written when the handle closes; its failure counts.
+        const bool ok = TIFFWriteDirectory(tiff_.get()) != 0;
+        tiff_.reset();
+        if (!ok || std::ferror(file_) != 0) fail_tiff(file_, name_, *message_, "cannot write");
+    }
+
+private:
+    static constexpr uint32_t kTile = 256;
+
+    size_t bytes_per_sample() const { return shape_.depth == 8 ? 1 : 2; }
+
+    // Samples in the host's byte order; libtiff records that order in the file.
+    void put(size_t k, uint16_t v) {
+        if (shape_.depth == 8) {
+            block_[k] = static_cast<uint8_t>(v);
+        } else {
+            std::memcpy(block_.data() + 2 * k, &v, 2);
+        }
+    }
+
+    // The tiles of the gathered rows, which start at row next_ - bandRows_.
+    void write_band() {
+        const uint32_t y0 = next_ - bandRows_;
+        const size_t channels = size_t(shape_.channels);
+        for (uint32_t x0 = 0; x0 < uint32_t(shape_.width); x0 += kTile) {
+            // The part of an edge tile outside the image is written as 0.
+            std::fill(block_.begin(), block_.end(), 0);
+            for (uint32_t y = 0; y < bandRows_; ++y)
+                for (uint32_t x = x0; x < std::min(uint32_t(shape_.width), x0 + kTile); ++x)
+                    for (size_t c = 0; c < channels; ++c)
+                        put((size_t(y) * kTile + (x - x0)) * channels + c,
+                            band_[(size_t(y) * size_t(shape_.width) + x) * channels + c]);
+            if (TIFFWriteTile(tiff_.get(), block_.data(), x0, y0, 0, 0) < 0)
+                fail_tiff(file_, name_, *message_, "cannot write");
+        }
+        bandRows_ = 0;
+    }
+
+    std::FILE* file_;
+    std::string name_;
+    ImageShape shape_;
+    bool tiled_;
+    // libtiff reports into the message record through the handle: the
+    // record is created first and freed last.
+    std::unique_ptr<TiffMessage> message_ = std::make_unique<TiffMessage>();
+    TiffHandle tiff_;
+    std::vector<uint8_t> block_;  // one row, or one tile, as libtiff takes it
+    std::vector<uint16_t> band_;  // tiled: up to a tile's height of rows
+    uint32_t bandRows_ = 0;
+    uint32_t next_ = 0;  // rows taken so far
+};
+
+}  // namespace
+
+std::unique_ptr<RowWriter> start_tiff(std::FILE* file, const std::string& name,
+                                      const ImageShape& shape, bool tiled) {
+    return std::make_unique<TiffWriter>(file, name, shape, tiled);
 }
 
 }  // namespace ozu::tool

@@ -15,6 +15,7 @@
 #include "command_support.h"
 #include "commands.h"
 #include "format_option.h"
+#include "progress.h"
 #include "threads_option.h"
 #include "tool_error.h"
 
@@ -43,6 +44,12 @@ constexpr const char* kOverviewTail =
     "chroma subsampling), tiff or tiff-tiled (deflate-compressed). A file named\n"
     "'-' is standard input or output; writing to standard output needs --format,\n"
     "and the tool's own messages then go to standard error.\n"
+    "\n"
+    "Every command takes --quiet: no progress line. convert, to-grey, to-colour,\n"
+    "twist, threshold and distance go through an image in strips of lines,\n"
+    "holding a few megabytes of it however large it is; a run longer than a\n"
+    "second shows its progress on standard error when that is a terminal\n"
+    "('ozu-color convert: 42%').\n"
     "\n"
     "Every failure prints one line, 'ozu-color COMMAND: WHAT: error CODE (TEXT)',\n"
     "and exits with status 1, or 2 for a command line that cannot be used (an\n"
@@ -104,6 +111,7 @@ Outcome execute(const std::vector<std::string>& words, std::ostream& out) {
     try {
         const ThreadsOption threads(invocation.words);
         const FormatOption format(invocation.words);
+        const ProgressOption progress(invocation.words, prefix);
         command->run(invocation);
     } catch (const UsageError& error) {
         outcome = {2, error.code(),
