@@ -21,6 +21,7 @@
 #include <ozu/color.h>
 
 #include "convert/color_space_names.h"
+#include "frame/allocation_hook.h"
 #include "frame/entry_frame.h"
 #include "frame/error_codes.h"
 #include "frame/fixed_point.h"
@@ -127,6 +128,7 @@ void get_max_contrast_plane(int32_t source, int32_t* destination, const int32_t*
         if (is_hue_space(space)) {
             const int32_t stripWidth = inquire(converted, BASE_ATTR_WIDTH);
             const int32_t stripHeight = inquire(converted, BASE_ATTR_HEIGHT);
+            before_allocation("colour: hue shifts");
             shifts.assign(std::size_t(ext2) * std::size_t(ext3), 0);
             for (int32_t bi = 0; bi < ext2; ++bi) {
                 for (int32_t bj = 0; bj < ext3; ++bj) {
