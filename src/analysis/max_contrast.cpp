@@ -15,6 +15,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 #include <ozu/base.h>
@@ -35,10 +36,12 @@ constexpr EntryTexts kTexts{"Leaving COL_GetMaxContrastPlane - Error: %s (%d)",
 
 // The trailing arguments the host takes for these requests: bilinear
 // sampling of the strip, column sums for profiles, a byte table, and a copy
-// not limited in width or height.
+// not limited in width or height. The copy's limits are the largest the
+// host takes: 65535, enough for the images of old, cut the winning plane of
+// a wider or taller image short.
 constexpr int32_t kStripInterpolate = 1;
 constexpr int32_t kProfileSum = 0;
-constexpr int32_t kCopyAll = 65535;
+constexpr int32_t kCopyAll = std::numeric_limits<int32_t>::max();
 
 bool is_hue_space(int32_t space) { return space == kSpaceHLS || space == kSpaceHSV; }
 
