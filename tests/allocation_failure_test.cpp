@@ -362,7 +362,9 @@ const Case kColourCases[] = {
     // converter's two image records and packed array, the band list, the
     // array list, then the destination's three planes.
     {"ConvertColorSpaceFromBayerRaw", [](Inputs& in) { raw_image(in); },
-     [](Inputs& in) { return COL_ConvertColorSpace(in[0], &in.made, COL_CODE(COL_BAYER, COL_RGB)); },
+     [](Inputs& in) {
+         return COL_ConvertColorSpace(in[0], &in.made, COL_CODE(COL_BAYER, COL_RGB));
+     },
      15},
     {"ConvertColorSpaceFromBayerRawToIntensity",
      [](Inputs& in) {
