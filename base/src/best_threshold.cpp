@@ -93,6 +93,7 @@ int32_t best_threshold(int32_t histHandle, int32_t* threshold) {
     if (threshold == nullptr) return fail(BASE_ERR_ARGUMENT);
     if (!hist.has_pixels()) return fail(BASE_ERR_REGION);
 
+    before_allocation("host: threshold counts");
     std::vector<uint32_t> counts(std::size_t(hist.width));
     bool valid = true;
     visit_element_type(hist.type, [&](auto* t) {

@@ -73,6 +73,7 @@ int32_t alloc_buffer(int32_t* h, int32_t width, int32_t height, int32_t planes, 
         return fail(BASE_ERR_MEMORY);
     }
 
+    before_allocation("host: buffer record");
     auto record = std::make_unique<Record>();
     BASE_Buffer& pub = record->pub;
     init_public(pub, type, kind, elementSize);
@@ -97,6 +98,9 @@ int32_t alloc_buffer(int32_t* h, int32_t width, int32_t height, int32_t planes, 
             static_cast<std::size_t>(layout.pixelBytes + slack_bytes(layout.pitch)), boundary);
         if (storage == nullptr) return fail(BASE_ERR_MEMORY);
         record->origin = storage->data();
+        // Shared from here on (children hold it too): the share's own
+        // bookkeeping is one more allocation.
+        before_allocation("host: pixel memory share");
         record->storage = std::move(storage);
         pub.dataPresent = 1;
     }
@@ -124,6 +128,7 @@ int32_t alloc_child(int32_t* h, int32_t parent, int32_t x, int32_t y, int32_t pl
         return fail(BASE_ERR_REGION);
     }
 
+    before_allocation("host: buffer record");
     auto record = std::make_unique<Record>();
     BASE_Buffer& pub = record->pub;
     init_public(pub, from.type, from.kind, source->elementSize);

@@ -77,8 +77,10 @@ bool detach(BufferView& view) {
     // No larger than the buffer it copies, which exists: no overflow here.
     const std::size_t bytes =
         blockBytes * std::size_t(view.planes) * std::size_t(view.ext2) * std::size_t(view.ext3);
-    std::shared_ptr<Storage> copy(Storage::allocate(bytes, 64).release());
-    if (copy == nullptr) return false;
+    std::unique_ptr<Storage> area = Storage::allocate(bytes, 64);
+    if (area == nullptr) return false;
+    before_allocation("host: private copy share");
+    std::shared_ptr<Storage> copy(std::move(area));
 
     BufferView packed = view;
     packed.keep = copy;

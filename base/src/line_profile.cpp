@@ -131,6 +131,7 @@ int32_t line_profile_image(int32_t srcHandle, int32_t* strip, int32_t x0, int32_
     }
     std::vector<Sample> line;
     try {
+        before_allocation("host: profile samples");
         line.resize(std::size_t(segment.length));
     } catch (...) {
         discard_buffer(created);

@@ -98,6 +98,7 @@ int32_t get_ptr(int32_t h, int32_t mode, int32_t x, int32_t y, int32_t plane, in
 
         if (record->contains(x, y, width, height)) {
             uint8_t* direct = record->pixel(plane, i, j, x, y);
+            before_allocation("host: pointer request");
             record->requests.push_back({mode, x, y, plane, i, j, width, height, direct, nullptr});
             *pitch = pub.pitch;
             *ptr = direct;
@@ -117,6 +118,7 @@ int32_t get_ptr(int32_t h, int32_t mode, int32_t x, int32_t y, int32_t plane, in
         if (area == nullptr) return fail(BASE_ERR_MEMORY);
         staging = area->data();
         stagingPitch = static_cast<int32_t>(line);
+        before_allocation("host: pointer request");
         record->requests.push_back(
             {mode, x, y, plane, i, j, width, height, staging, std::move(area)});
         fill = overlap_of(*record, plane, i, j, x, y, width, height);

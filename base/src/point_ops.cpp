@@ -137,6 +137,7 @@ D table_value(T v) {
 // Line 0 of one table plane, converted to the destination's element type.
 template <class T, class D>
 std::vector<D> converted_table(const BufferView& table, int32_t plane, int32_t entries) {
+    before_allocation("host: converted table");
     std::vector<D> out(static_cast<std::size_t>(entries));
     const T* in = table.line<T>(plane, 0, 0, 0);
     for (int32_t k = 0; k < entries; ++k) out[std::size_t(k)] = table_value<T, D>(in[k]);
@@ -193,6 +194,7 @@ int32_t lut_map(int32_t srcHandle, int32_t plane, int32_t* dstHandle, int32_t ta
         visit_element_type(dstType, [&](auto* d) {
             using T = std::remove_pointer_t<decltype(t)>;
             using D = std::remove_pointer_t<decltype(d)>;
+            before_allocation("host: table list");
             std::vector<std::vector<D>> luts(static_cast<std::size_t>(src.planes));
             for (int32_t p = 0; p < src.planes; ++p) {
                 if (mapped(p)) luts[p] = converted_table<T, D>(table, table_plane(p), entries);

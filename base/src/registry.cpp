@@ -51,13 +51,16 @@ std::unique_ptr<Storage> Storage::allocate(std::size_t bytes, std::size_t alignm
     // calloc hands out zeroed memory with only malloc's alignment, so ask for
     // enough extra to slide the first byte up to the boundary.
     if (bytes > std::numeric_limits<std::size_t>::max() - alignment) return nullptr;
+    if (allocation_refused("host: pixel memory")) return nullptr;
     void* raw = std::calloc(bytes + alignment, 1);
     if (raw == nullptr) return nullptr;
     prefer_large_pages(raw, bytes + alignment);
     const auto address = reinterpret_cast<std::uintptr_t>(raw);
     const std::uintptr_t aligned = (address + alignment - 1) / alignment * alignment;
     uint8_t* data = static_cast<uint8_t*>(raw) + (aligned - address);
-    Storage* storage = new (std::nothrow) Storage(raw, data);
+    Storage* storage = allocation_refused("host: pixel memory record")
+                           ? nullptr
+                           : new (std::nothrow) Storage(raw, data);
     if (storage == nullptr) std::free(raw);
     return std::unique_ptr<Storage>(storage);
 }
@@ -78,6 +81,7 @@ int32_t Registry::add(std::unique_ptr<Record> record) {
         handle = handle == std::numeric_limits<int32_t>::max() ? 1 : handle + 1;
     }
     record->pub.handle = handle;
+    before_allocation("host: registry entry");
     records_.emplace(handle, std::move(record));
     next_ = handle == std::numeric_limits<int32_t>::max() ? 1 : handle + 1;
     return handle;

@@ -18,6 +18,7 @@
 
 #include <ozu/base.h>
 
+#include "allocation_hook.h"
 #include "error_slot.h"
 
 namespace ozu::base {

@@ -41,6 +41,7 @@ int32_t histogram(int32_t srcHandle, int32_t* histHandle) {
     const int32_t bins = src.elementSize == 1 ? 256 : 65536;
     // Counted wide: the bins of a 16-bit image can hold more pixels than a
     // 32-bit bin reports; such a bin is stored saturated at 2^31 - 1.
+    before_allocation("host: histogram counts");
     std::vector<std::vector<uint64_t>> counts(std::size_t(src.planes),
                                               std::vector<uint64_t>(std::size_t(bins)));
     for_each_block(src, [&](int32_t p, int32_t i, int32_t j) {
@@ -102,6 +103,7 @@ int32_t profile(int32_t srcHandle, int32_t* profileHandle, int32_t mode) {
     if (profileHandle == nullptr || (mode != 0 && mode != 1)) return fail(BASE_ERR_ARGUMENT);
     if (!src.has_pixels()) return fail(BASE_ERR_REGION);
 
+    before_allocation("host: profile sums");
     std::vector<int64_t> sums(std::size_t(src.width));
     BufferView out;
     int32_t created = -1;

@@ -8,6 +8,13 @@
  * image-buffer host (read it with IPL_GetErrorCode2(), describe it with
  * IPL_GetErrorString()). A success does not clear that slot. No entry lets an
  * exception escape.
+ *
+ * Out of memory: a host allocation that fails leaves the host's code
+ * (BASE_ERR_MEMORY, -1003); the colour module's own working memory leaves
+ * ENOMEM, the errno value of a failed allocation (a positive code), and the
+ * Bayer path's COL_ERR_BAYER_MEMORY (-105). Such a failure leaves nothing
+ * allocated, locked or lent out but a destination made on request, which is
+ * the caller's (COL_GetMaxContrastPlane excepted, see there).
  */
 #ifndef OZU_COLOR_H
 #define OZU_COLOR_H

@@ -6,8 +6,9 @@
  * instance for that (source, destination) pair and runs it over buffers that
  * the caller has already checked. Kernel entries do not use the COL_ entry
  * frame and never throw (the Bayer path excepted, see colk_convert_bm); they
- * record their own code only for an unsupported type pair and otherwise
- * leave the host's code in the error slot.
+ * record their own code only for an unsupported type pair, or ENOMEM when
+ * their own working memory cannot be had, and otherwise leave the host's
+ * code in the error slot.
  */
 #ifndef OZU_COLOR_KERNELS_H
 #define OZU_COLOR_KERNELS_H
@@ -133,7 +134,9 @@ OZU_COLOR_API extern const uint8_t RGB2HSV_Saturation[65536];
  * @par Error codes
  * COL_ERR_PIXEL_TYPE (-106) for a type pair outside 1..4;
  * COL_ERR_WIDTH (-501) for a destination wider than the source;
- * otherwise the host's code of a failed lock, pointer request or release.
+ * ENOMEM when the intermediate lines cannot be had (both buffers are then
+ * handed back unlocked); otherwise the host's code of a failed lock, pointer
+ * request or release.
  */
 OZU_COLOR_API int32_t colk_convert(int32_t src, int32_t* dst, int32_t srcType, int32_t dstType,
                                    int32_t code);
@@ -158,8 +161,12 @@ OZU_COLOR_API int32_t colk_convert(int32_t src, int32_t* dst, int32_t srcType, i
  * @return nonzero on success, 0 on failure.
  * @par Error codes
  * COL_ERR_NO_BUFFER (-107) for a handle that names no buffer and
- * COL_ERR_BAYER_MEMORY (-105) for a buffer without pixel data are recorded
- * and thrown as an int, for the calling entry's frame. Every other failure
+ * COL_ERR_BAYER_MEMORY (-105) for a buffer without pixel data, or for
+ * working memory (the converter's image records, the packed array, the
+ * list of bands) that cannot be had, are recorded and thrown as an int, for
+ * the calling entry's frame (everything taken is handed back first); when
+ * the memory for another thread's packed array is missing, -105 is recorded
+ * and 0 returned. Every other failure
  * returns 0 and records nothing, leaving the host's current code: a type code
  * outside 1..2, a -1 handle, wrong planes or size, another code, a refused
  * host call, raw to YUV. An exception of the host's converter

@@ -15,12 +15,14 @@
 
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 #include <ozu/base.h>
 #include <ozu/color.h>
 
 #include "convert/color_space_names.h"
+#include "frame/allocation_hook.h"
 #include "frame/entry_frame.h"
 #include "frame/error_codes.h"
 #include "frame/fixed_point.h"
@@ -34,10 +36,12 @@ constexpr EntryTexts kTexts{"Leaving COL_GetMaxContrastPlane - Error: %s (%d)",
 
 // The trailing arguments the host takes for these requests: bilinear
 // sampling of the strip, column sums for profiles, a byte table, and a copy
-// not limited in width or height.
+// not limited in width or height. The copy's limits are the largest the
+// host takes: 65535, enough for the images of old, cut the winning plane of
+// a wider or taller image short.
 constexpr int32_t kStripInterpolate = 1;
 constexpr int32_t kProfileSum = 0;
-constexpr int32_t kCopyAll = 65535;
+constexpr int32_t kCopyAll = std::numeric_limits<int32_t>::max();
 
 bool is_hue_space(int32_t space) { return space == kSpaceHLS || space == kSpaceHSV; }
 
@@ -127,6 +131,7 @@ void get_max_contrast_plane(int32_t source, int32_t* destination, const int32_t*
         if (is_hue_space(space)) {
             const int32_t stripWidth = inquire(converted, BASE_ATTR_WIDTH);
             const int32_t stripHeight = inquire(converted, BASE_ATTR_HEIGHT);
+            before_allocation("colour: hue shifts");
             shifts.assign(std::size_t(ext2) * std::size_t(ext3), 0);
             for (int32_t bi = 0; bi < ext2; ++bi) {
                 for (int32_t bj = 0; bj < ext3; ++bj) {

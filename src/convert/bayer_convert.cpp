@@ -27,6 +27,7 @@
 
 #include "convert/bayer_spread.h"
 #include "convert/color_space_names.h"
+#include "frame/allocation_hook.h"
 #include "frame/cache_size.h"
 #include "frame/entry_frame.h"
 #include "frame/error_codes.h"
@@ -128,6 +129,7 @@ public:
         return {b.end, end, b.end - 1, std::min(height_, end + 1)};
     }
     std::vector<Band> all() const {
+        before_allocation("bayer: band list");
         std::vector<Band> bands{first()};
         while (bands.back().end < height_) bands.push_back(next(bands.back()));
         return bands;
@@ -138,9 +140,16 @@ private:
     int32_t step_;
 };
 
-// A CLPIMAGE holding a fresh all-zero record. A failed calloc leaves it
-// without one, and setImage then refuses it like any other bad argument.
-CLPIMAGE new_image() { return CLPIMAGE(static_cast<TIMAGE*>(std::calloc(1, sizeof(TIMAGE)))); }
+// A CLPIMAGE holding a fresh all-zero record, or none when the record cannot
+// be had (see has_record).
+CLPIMAGE new_image() {
+    if (allocation_refused("bayer: image record")) return CLPIMAGE();
+    return CLPIMAGE(static_cast<TIMAGE*>(std::calloc(1, sizeof(TIMAGE))));
+}
+
+// Records, like the packed arrays, are the path's working memory: without
+// one the conversion fails with the working-memory code.
+bool has_record(const CLPIMAGE& image) { return image.lpi() != nullptr; }
 
 // The descriptor of a caller's buffer, after the two checks that raise: the
 // buffer must exist and must hold pixel data.
@@ -165,10 +174,15 @@ int32_t packed_bytes_per_pixel(uint32_t code) {
 // window of the source.
 struct PackedBand {
     explicit PackedBand(uint64_t bytes)
-        : array(new (std::nothrow) uint8_t[size_t(bytes)]), raw(new_image()),
-          packed(new_image()) {
+        : array(new_array(bytes)), raw(new_image()), packed(new_image()) {
         if (array) std::memset(array.get(), 0, size_t(bytes));
     }
+    static uint8_t* new_array(uint64_t bytes) {
+        if (allocation_refused("bayer: packed array")) return nullptr;
+        return new (std::nothrow) uint8_t[size_t(bytes)];
+    }
+    // Whether the array and both records were had.
+    bool complete() const { return array && has_record(raw) && has_record(packed); }
     std::unique_ptr<uint8_t[]> array;
     CLPIMAGE raw;
     CLPIMAGE packed;
@@ -239,12 +253,18 @@ struct BandConversion final : ParallelWork {
     }
 
     bool prepare(uint32_t threads) override {
-        while (threadBands.size() < threads) {
-            threadBands.emplace_back(arrayBytes);
-            if (!threadBands.back().array) {
-                fail(0, kErrBayerMemory);
-                return false;
+        try {
+            while (threadBands.size() < threads) {
+                before_allocation("bayer: thread arrays");
+                threadBands.emplace_back(arrayBytes);
+                if (!threadBands.back().complete()) {
+                    fail(0, kErrBayerMemory);
+                    return false;
+                }
             }
+        } catch (const std::bad_alloc&) {
+            fail(0, kErrBayerMemory);
+            return false;
         }
         return true;
     }
@@ -301,6 +321,7 @@ int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D
     LentPlane rawPlane;
     if (!rawPlane.take(source, 0, width, height)) return 0;
     CLPIMAGE raw = new_image();
+    if (!has_record(raw)) raise(kErrBayerMemory);
     if (raw.setImage(rawPlane.data(), width, height, rawPlane.pitch(), src.bitsPerSample, 0) < 0)
         return 0;
 
@@ -314,7 +335,7 @@ int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D
     const uint64_t arrayBytes = uint64_t(lineBytes) * uint64_t(bands.window_lines());
     if (arrayBytes > std::numeric_limits<size_t>::max()) return 0;
     PackedBand first(arrayBytes);
-    if (!first.array) return 0;
+    if (!first.complete()) raise(kErrBayerMemory);
     Band band = bands.first();
     if (first.packed.setImage(first.array.get(), width, band.window_lines(), int32_t(lineBytes),
                               src.bitsPerSample * bytesPerPixel, 0) < 0)
@@ -341,8 +362,13 @@ int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D
 
     // The other bands, each demosaiced into the packed array of the thread
     // that takes it and spread from there.
-    work.bands = bands.all();
-    work.threadBands.push_back(std::move(first));
+    try {
+        work.bands = bands.all();
+        before_allocation("bayer: thread arrays");
+        work.threadBands.push_back(std::move(first));
+    } catch (const std::bad_alloc&) {
+        raise(kErrBayerMemory);
+    }
     if (!work.run_all(uint32_t(work.bands.size() - 1))) {
         if (work.error) std::rethrow_exception(work.error);
         return 0;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <type_traits>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include <ozu/color_kernels.h>
 
 #include "convert/conversion_chain.h"
+#include "frame/allocation_hook.h"
 #include "frame/error_codes.h"
 #include "frame/parallel_jobs.h"
 #include "frame/pixel_types.h"
@@ -288,7 +290,20 @@ bool convert_block(const BlockWalk<S, D>& walk, int32_t lines, Middle<D>& carry)
     const auto band_end = [&](uint32_t job) {
         return int32_t(std::min<int64_t>(lines, int64_t{perBand} * (job + 1)));
     };
-    std::vector<BandTail<D>> tails(jobs);
+    // Called with both buffers locked and their pointers out: a failed
+    // allocation has to come back as a failure, for the caller to hand them
+    // back, never as an exception.
+    std::vector<BandTail<D>> tails;
+    std::vector<Middle<D>> starts;
+    try {
+        before_allocation("colour: band tails");
+        tails.resize(jobs);
+        before_allocation("colour: band starts");
+        starts.resize(jobs);
+    } catch (const std::bad_alloc&) {
+        IPL_SetErrorCode(kErrNoMemory);
+        return false;
+    }
     if (!run_bands(jobs, [&](uint32_t job) {
             walk.tail(int32_t(job) * perBand, band_end(job), tails[job]);
             return true;
@@ -296,7 +311,6 @@ bool convert_block(const BlockWalk<S, D>& walk, int32_t lines, Middle<D>& carry)
         return false;
     // Each band's starting state: the carry with the tails of every band
     // before it laid over in order.
-    std::vector<Middle<D>> starts(jobs);
     for (uint32_t job = 0; job < jobs; ++job) {
         starts[job] = carry;
         tails[job].over(carry);
@@ -367,8 +381,15 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
     // Contents of the intermediate lines carry over from line to line, and
     // from block to block. For a source space without a first step nothing
     // ever writes them; they start at zero so that such a conversion is
-    // still deterministic.
-    auto carry = std::make_unique<Middle<D>>();
+    // still deterministic. A kernel entry does not throw: without the
+    // memory the conversion fails before anything is locked.
+    std::unique_ptr<Middle<D>> carry;
+    if (!allocation_refused("colour: intermediate lines"))
+        carry.reset(new (std::nothrow) Middle<D>());
+    if (carry == nullptr) {
+        IPL_SetErrorCode(kErrNoMemory);
+        return false;
+    }
 
     bool ok = IPL_BufLock(source, BASE_MODE_READ) != 0;
     ok = (IPL_BufLock(destination, BASE_MODE_WRITE) != 0) && ok;

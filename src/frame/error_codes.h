@@ -1,6 +1,7 @@
 // Named error codes of the colour module, for the library's own code.
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 
 #include <ozu/color.h>
@@ -24,5 +25,12 @@ inline constexpr int32_t kErrRange = COL_ERR_RANGE;
 inline constexpr int32_t kErrColorSpace = COL_ERR_COLOR_SPACE;
 inline constexpr int32_t kErrWavelength = COL_ERR_WAVELENGTH;
 inline constexpr int32_t kErrRunner = COL_ERR_RUNNER;
+
+// A failed allocation of the module's own memory. The entry frame reports
+// one as the errno value the failing allocator leaves, ENOMEM; code that
+// catches the failure itself (a kernel entry, which must not throw, or a job
+// of a parallel run) records the same value, so that the caller sees one
+// code for it wherever it happened.
+inline constexpr int32_t kErrNoMemory = ENOMEM;
 
 }  // namespace ozu

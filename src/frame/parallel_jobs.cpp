@@ -1,6 +1,8 @@
 // COL_SetParallelRunner and its kin, and the run of a ParallelWork.
 #include "frame/parallel_jobs.h"
 
+#include <new>
+
 #include <ozu/base.h>
 #include <ozu/color.h>
 
@@ -57,6 +59,9 @@ struct ParallelTrampolines {
         work->threads_ = threads;
         try {
             return work->prepare(threads) ? 0 : 1;
+        } catch (const std::bad_alloc&) {
+            work->fail(0, kErrNoMemory);
+            return 1;
         } catch (...) {
             work->fail(0, kErrUnknown);
             return 1;
@@ -69,6 +74,8 @@ struct ParallelTrampolines {
             work->run(job, thread);
         } catch (int code) {
             work->fail(job, code);
+        } catch (const std::bad_alloc&) {
+            work->fail(job, kErrNoMemory);
         } catch (...) {
             work->fail(job, kErrUnknown);
         }

@@ -5,6 +5,7 @@
 
 #include <ozu/color.h>
 
+#include "frame/allocation_hook.h"
 #include "frame/entry_frame.h"
 #include "frame/error_codes.h"
 #include "model/model_names.h"
@@ -41,6 +42,7 @@ extern "C" OZU_COLOR_API int32_t COL_ExtractModel(char* model, int32_t index, ch
         char* work = local;
         const size_t bound = long_form_bound(model);
         if (bound > sizeof local) {
+            ozu::before_allocation("colour: long model form");
             large = std::make_unique<char[]>(bound);
             work = large.get();
         }

@@ -9,6 +9,7 @@
 #include <ozu/base.h>
 #include <ozu/color.h>
 
+#include "frame/allocation_hook.h"
 #include "frame/entry_frame.h"
 #include "frame/error_codes.h"
 #include "frame/fixed_point.h"
@@ -72,6 +73,7 @@ constexpr const char* kHueName = "H";
 // The caller's text stays untouched: the extraction splits its input in
 // place, so it gets a copy.
 std::vector<char> writable_copy(const char* text) {
+    before_allocation("colour: model text copy");
     return std::vector<char>(text, text + std::strlen(text) + 1);
 }
 
