@@ -109,6 +109,18 @@ Raster read_pnm(std::FILE* file, const std::string& path, char kind, ReadNotes* 
 
     const int32_t channels = kind == '5' ? 1 : 3;
     const int32_t depth = maxval < 256 ? 8 : 16;
+    // A file too short for the samples its header promises is refused before
+    // anything is allocated: a few damaged bytes could otherwise ask for
+    // gigabytes (32768 x 32768 at 16-bit RGB) only to fail on reading. Only
+    // a regular file tells its size; anything else is read until it ends.
+    const uint64_t sampleBytes =
+        uint64_t(width) * height * uint64_t(channels) * (depth == 8 ? 1u : 2u);
+    struct stat status {};
+    const long position = std::ftell(file);
+    if (fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode) && position >= 0 &&
+        uint64_t(status.st_size) < uint64_t(position) + sampleBytes) {
+        fail_read(file, path, "truncated pixel data");
+    }
     Raster raster(static_cast<int32_t>(width), static_cast<int32_t>(height), channels, depth);
     const size_t bytesPerSample = depth == 8 ? 1 : 2;
     std::vector<uint8_t> bytes(raster.samples.size() * bytesPerSample);
@@ -177,6 +189,8 @@ struct PngReadState {
     int depth = 0;
     bool alphaDropped = false;
     bool tooLarge = false;
+    uint64_t fileBytes = 0;  // size of a regular file, 0 when unknown
+    bool cannotHold = false;
     std::vector<uint8_t> bytes;
     std::vector<png_bytep> rows;
 };
@@ -203,6 +217,15 @@ bool png_read_core(png_structp png, png_infop info, PngReadState& s) {
     s.channels = png_get_channels(png, info);
     s.depth = png_get_bit_depth(png, info);
     const size_t rowBytes = png_get_rowbytes(png, info);
+    // Deflate expands its input at most 1032-fold, so a file of n bytes holds
+    // at most 1032 n bytes of rows: a header promising more is damaged, and
+    // is refused before its rows are allocated (a few bytes could otherwise
+    // ask for 6 GiB).
+    constexpr uint64_t kDeflateMaxRatio = 1032;
+    if (s.fileBytes != 0 && uint64_t(rowBytes) * s.height > kDeflateMaxRatio * s.fileBytes) {
+        s.cannotHold = true;
+        return true;
+    }
     s.bytes.resize(rowBytes * s.height);
     s.rows.resize(s.height);
     for (uint32_t y = 0; y < s.height; ++y) s.rows[y] = s.bytes.data() + rowBytes * y;
@@ -222,6 +245,9 @@ Raster read_png(std::FILE* file, const std::string& path, ReadNotes* notes) {
     }
     png_init_io(png, file);
     PngReadState state;
+    struct stat status {};
+    if (fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode))
+        state.fileBytes = uint64_t(status.st_size);
     const bool ok = png_read_core(png, info, state);
     png_destroy_read_struct(&png, &info, nullptr);
     if (!ok) {
@@ -229,6 +255,8 @@ Raster read_png(std::FILE* file, const std::string& path, ReadNotes* notes) {
         throw ToolError(EIO, "cannot read " + quoted(path) + ": " + message.text);
     }
     check_size(path, state.width, state.height);
+    if (state.cannotHold)
+        throw ToolError(EIO, "cannot read " + quoted(path) + ": truncated image data");
     if ((state.channels != 1 && state.channels != 3) || (state.depth != 8 && state.depth != 16))
         throw ToolError(ENOTSUP, quoted(path) + " is a PNG of a kind the tool does not read");
 
