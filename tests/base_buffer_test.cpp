@@ -167,6 +167,30 @@ TEST_F(BufAlloc, StartsEveryLineOnA64ByteBoundaryByDefault) {
     EXPECT_EQ(IPL_BufFree(h), 1);
 }
 
+// An alignment that is no multiple of the element size pads the pitch to a
+// multiple of both: a 16-bit buffer aligned to 3 bytes once had lines
+// starting at odd addresses, read misaligned by every kernel.
+TEST_F(BufAlloc, KeepsEveryLineOnAnElementBoundaryWhateverTheAlignment) {
+    struct Case {
+        int32_t align, width, type, pitch;
+    } cases[] = {{3, 1, BASE_TYPE_S16, 6},  {3, 5, BASE_TYPE_U16, 12}, {1, 3, BASE_TYPE_U16, 6},
+                 {5, 3, BASE_TYPE_S32, 20}, {6, 1, BASE_TYPE_S32, 12}, {7, 2, BASE_TYPE_S8, 7}};
+    for (const Case& c : cases) {
+        int32_t h = make_buffer(c.width, 3, c.type, 2, 1, 1, BASE_ALLOC_ALIGN(c.align));
+        EXPECT_EQ(attr(h, BASE_ATTR_PITCH), c.pitch) << "alignment " << c.align;
+        const int32_t element = BASE_GetAtBuffer(h)->bitsPerSample / 8;
+        for (int32_t plane = 0; plane < 2; ++plane) {
+            int32_t pitch = 0;
+            uint8_t* p = block_pointer(h, plane, 0, 0, &pitch);
+            for (int32_t y = 0; y < 3; ++y)
+                EXPECT_EQ(reinterpret_cast<uintptr_t>(p + y * pitch) % uintptr_t(element), 0u)
+                    << "alignment " << c.align << ", plane " << plane << ", line " << y;
+            release_block(h, plane, 0, 0, p);
+        }
+        EXPECT_EQ(IPL_BufFree(h), 1);
+    }
+}
+
 TEST_F(BufAlloc, PadsLinesToTheRequestedAlignment) {
     struct Case {
         int32_t align, width, type, pitch;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include <ozu/base.h>
@@ -250,6 +251,42 @@ TEST(CalcColorDistanceImage, CreatesAOnePlaneUnsigned8BitDestinationOfTheSourceG
     EXPECT_EQ(ozu_test::attribute(dst.handle(), BASE_ATTR_EXT3), 3);
     EXPECT_EQ(ozu_test::attribute(dst.handle(), BASE_ATTR_TYPE), BASE_TYPE_U8);
     EXPECT_EQ(ozu_test::attribute(dst.handle(), BASE_ATTR_KIND), BASE_KIND_IMAGE);
+}
+
+// A destination allocated with another line alignment than the source's: the
+// entry writes each line at the destination's own pitch, whichever pitch is
+// the larger, and nothing past the destination's lines (a source spaced
+// wider than its destination once wrote its later lines past the end).
+TEST(CalcColorDistanceImage, WritesADestinationOfAnotherLinePitchLineByLine) {
+    const int32_t width = 10, height = 6, ext2 = 2, ext3 = 1;
+    const int32_t colour1 = 0x102030, colour2 = 0xF0E0D0;
+    for (const auto& [srcAlign, dstAlign] : {std::pair{0, 1}, std::pair{1, 0}, std::pair{3, 7}}) {
+        SCOPED_TRACE(testing::Message() << "alignments " << srcAlign << ", " << dstAlign);
+        Buffer src(make_image(width, height, 3, BASE_TYPE_U8, ext2, ext3, BASE_KIND_IMAGE,
+                              srcAlign == 0 ? 0 : BASE_ALLOC_ALIGN(srcAlign)));
+        Buffer dst(make_image(width, height, 1, BASE_TYPE_U8, ext2, ext3, BASE_KIND_IMAGE,
+                              dstAlign == 0 ? 0 : BASE_ALLOC_ALIGN(dstAlign)));
+        ASSERT_NE(ozu_test::attribute(src.handle(), BASE_ATTR_PITCH),
+                  ozu_test::attribute(dst.handle(), BASE_ATTR_PITCH));
+        std::vector<std::vector<uint8_t>> planes;
+        uint32_t seed = 7;
+        for (int32_t i = 0; i < ext2; ++i)
+            for (int p = 0; p < 3; ++p) {
+                planes.push_back(seeded_pixels<uint8_t>(size_t(width) * height, seed++));
+                write_plane<uint8_t>(src.handle(), p, planes.back(), i, 0);
+            }
+        int32_t handle = dst.handle();
+        ASSERT_EQ(COL_CalcColorDistanceImage(src.handle(), &handle, colour1, colour2), 1);
+        for (int32_t i = 0; i < ext2; ++i) {
+            const std::vector<uint8_t> out = read_plane<uint8_t>(dst.handle(), 0, i, 0);
+            const size_t block = size_t(i) * 3;
+            for (size_t k = 0; k < out.size(); ++k) {
+                ASSERT_EQ(out[k], model_pixel(planes[block][k], planes[block + 1][k],
+                                              planes[block + 2][k], colour1, colour2))
+                    << "block " << i << ", pixel " << k;
+            }
+        }
+    }
 }
 
 // ---- The kernel entry -----------------------------------------------------

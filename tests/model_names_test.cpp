@@ -302,6 +302,23 @@ TEST(ModelToLong, ClearsNothingForANegativeOrZeroSize) {
     }
 }
 
+TEST(ModelToLong, EndsAnEmptyListWithItsZeroWhateverTheSize) {
+    // An empty list is written like any other, its zero included: with a zero
+    // or negative size nothing else clears the buffer, and a caller reading
+    // the result once found no end to it.
+    for (const char* model : {"", "/", "///"}) {
+        for (int32_t size : {0, -1}) {
+            for (Entry entry : {COL_ModelToLong, COL_ModelToShort}) {
+                OutBuffer out;
+                const Call c = call(entry, model, out, size);
+                EXPECT_EQ(c.result, 1) << '"' << model << "\", size " << size;
+                EXPECT_EQ(out.bytes[0], '\0') << '"' << model << "\", size " << size;
+                EXPECT_TRUE(out.untouched_from(1));
+            }
+        }
+    }
+}
+
 TEST(ModelToLong, WritesTheListWhateverTheSize) {
     // The list path never looks at size: with nothing cleared the zero byte
     // behind the last channel is the only one written.

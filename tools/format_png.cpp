@@ -222,6 +222,7 @@ private:
 
 std::unique_ptr<RowReader> open_png(std::FILE* file, const std::string& name) {
     auto rows = std::make_unique<PngRows>(file, name);
+    check_data_fits(file, name, rows->shape(), 1032);
     if (!rows->interlaced()) return rows;
     auto decoded = std::make_unique<DecodedRows>(rows->decode_whole());
     decoded->notes = std::move(rows->notes);

@@ -116,6 +116,14 @@ inline int32_t errno_or(int32_t fallback) { return errno != 0 ? errno : fallback
 // Refuses an image without pixels or with a side beyond kMaxSide.
 void check_size(const std::string& name, uint64_t width, uint64_t height);
 
+// Refuses, as damaged, an image whose header promises more samples than the
+// whole stream could encode at `expansion` bytes of samples a byte of file:
+// a few damaged header bytes would otherwise have gigabytes allocated only
+// to fail on reading. PNM needs 8 (a bitmap's bit becomes a byte), PNG's
+// deflate at most 1032.
+void check_data_fits(std::FILE* file, const std::string& name, const ImageShape& shape,
+                     uint64_t expansion);
+
 inline size_t samples_per_row(const ImageShape& shape) {
     return size_t(shape.width) * size_t(shape.channels);
 }

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <optional>
 
+#include <sys/types.h>
+
 #include "image_formats.h"
 #include "strip_io.h"
 
@@ -22,6 +24,21 @@ void check_size(const std::string& name, uint64_t width, uint64_t height) {
         throw ToolError(EFBIG, quoted(name) + " is " + std::to_string(width) + " x " +
                                    std::to_string(height) + " pixels; at most " +
                                    std::to_string(kMaxSide) + " on a side are read");
+}
+
+void check_data_fits(std::FILE* file, const std::string& name, const ImageShape& shape,
+                     uint64_t expansion) {
+    // The stream's size: a file, or standard input held in memory.
+    const off_t here = ::ftello(file);
+    if (here < 0 || ::fseeko(file, 0, SEEK_END) != 0) return;
+    const off_t size = ::ftello(file);
+    ::fseeko(file, here, SEEK_SET);
+    if (size < 0) return;
+    const uint64_t sampleBytes = uint64_t(shape.width) * uint64_t(shape.height) *
+                                 uint64_t(shape.channels) * (shape.depth == 8 ? 1u : 2u);
+    if (sampleBytes > uint64_t(size) * expansion)
+        throw ToolError(EIO, "cannot read " + quoted(name) + ": truncated image data (the header "
+                             "promises more pixels than the file holds)");
 }
 
 namespace {

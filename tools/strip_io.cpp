@@ -50,8 +50,11 @@ std::unique_ptr<RowReader> open_by_content(std::FILE* file, const std::string& n
                      (magic[0] == 'M' && magic[1] == 'M' && magic[2] == 0 &&
                       (magic[3] == 42 || magic[3] == 43))))
         return open_tiff(file, name);
-    if (got >= 2 && magic[0] == 'P' && magic[1] >= '1' && magic[1] <= '6')
-        return open_pnm(file, name);
+    if (got >= 2 && magic[0] == 'P' && magic[1] >= '1' && magic[1] <= '6') {
+        std::unique_ptr<RowReader> rows = open_pnm(file, name);
+        check_data_fits(file, name, rows->shape(), 8);
+        return rows;
+    }
     if (got >= 2 && magic[0] == 'P' && magic[1] == '7')
         throw ToolError(ENOTSUP, quoted(name) + " is a PAM (P7) file; PNM P1..P6 is read");
     throw ToolError(ENOTSUP, quoted(name) + " is not a PNG, JPEG, TIFF or PNM image");

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 
 #include "registry.h"
 
@@ -67,7 +68,11 @@ int32_t alloc_buffer(int32_t* h, int32_t width, int32_t height, int32_t planes, 
         return fail(BASE_ERR_ARGUMENT);
     }
     const uint64_t requested = (uint32_t(flags) >> kAlignShift) & kAlignMask;
-    const uint64_t alignment = requested != 0 ? requested : kDefaultAlignment;
+    // The pitch is also a whole number of elements: with an alignment such as
+    // 3 a 16-bit line would otherwise start at an odd address, and every
+    // reader of its elements would read them misaligned.
+    const uint64_t alignment =
+        requested != 0 ? std::lcm(requested, uint64_t(elementSize)) : kDefaultAlignment;
     Layout layout{};
     if (!plan_layout(width, height, planes, ext2, ext3, elementSize, alignment, layout)) {
         return fail(BASE_ERR_MEMORY);

@@ -140,6 +140,9 @@ void model_to_form(char* model, char* out, int32_t size, ModelForm form) {
     // split their own strings at once. The caller's buffer must be large
     // enough: this path does not look at size.
     char* at = out;
+    // The list's zero is written even when the list is empty: a zero or
+    // negative size cleared nothing, and the result must still end.
+    *at = '\0';
     char* position = nullptr;
     bool first = true;
     for (char* token = strtok_r(model, "/", &position); token != nullptr;

@@ -97,6 +97,20 @@ TEST(PnmRead, TruncatedDataIsAnInputError) {
     EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(dir.file("a.ppm")); }), EIO);
 }
 
+TEST(PnmRead, AHeaderPromisingMoreThanTheFileHoldsIsRefusedBeforeAllocating) {
+    // 32768 x 32768 16-bit RGB would take 6 GiB of samples; the two bytes
+    // that follow the header are refused at once, as truncated data.
+    ScratchDir dir;
+    tool_test::write_bytes(dir.file("a.ppm"), bytes_of("P6\n32768 32768\n65535\n", {1, 2}));
+    EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(dir.file("a.ppm")); }), EIO);
+    // One byte short of a small image is refused the same way, and the
+    // exact size is read.
+    tool_test::write_bytes(dir.file("b.pgm"), bytes_of("P5\n2 2\n255\n", {1, 2, 3}));
+    EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(dir.file("b.pgm")); }), EIO);
+    tool_test::write_bytes(dir.file("c.pgm"), bytes_of("P5\n2 2\n255\n", {1, 2, 3, 4}));
+    EXPECT_EQ(ozu::tool::read_image_file(dir.file("c.pgm")).samples.size(), 4u);
+}
+
 TEST(PnmRead, SampleAboveMaxvalIsAnInputError) {
     ScratchDir dir;
     tool_test::write_bytes(dir.file("a.pgm"), bytes_of("P5\n1 1\n100\n", {101}));
@@ -223,6 +237,29 @@ void write_png_direct(const std::string& path, int colorType, int bitDepth, int 
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
     std::fclose(file);
+}
+
+TEST(PngRead, AHeaderPromisingMoreThanTheFileCanHoldIsRefusedBeforeAllocating) {
+    // A 32768 x 32768 16-bit RGB header and one row, the file cut off there:
+    // 6 GiB of rows cannot come out of a few kilobytes, so the file is
+    // damaged and refused without allocating them.
+    ScratchDir dir;
+    const std::string path = dir.file("cut.png");
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_init_io(png, file);
+    png_set_IHDR(png, info, 32768, 32768, 16, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    std::vector<uint8_t> row(32768 * 6, 7);
+    png_write_row(png, row.data());
+    png_write_flush(png);
+    png_destroy_write_struct(&png, &info);
+    std::fclose(file);
+    EXPECT_LT(std::filesystem::file_size(path), 100000u);
+    EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(path); }), EIO);
 }
 
 TEST(PngRead, AlphaIsDroppedWithANote) {

@@ -105,8 +105,9 @@ OZU_BASE_API int32_t IPL_BufInquire(int32_t h, int32_t attr, int32_t* value);
 OZU_BASE_API int32_t IPL_BufControl(int32_t h, int32_t attr, int32_t* value);
 /** Creates a zero-filled buffer and writes its handle to @p *h (whatever
  *  @p *h held). Lines are 64-byte aligned unless @p flags carries
- *  BASE_ALLOC_ALIGN(n), which pads the pitch to a multiple of n (and aligns
- *  lines to n when n is a power of two above 64); BASE_ALLOC_NO_DATA makes a
+ *  BASE_ALLOC_ALIGN(n), which pads the pitch to a multiple of n and of the
+ *  element size, so that every line starts on an element (and aligns lines
+ *  to n when n is a power of two above 64); BASE_ALLOC_NO_DATA makes a
  *  descriptor without pixel memory. The pixels are followed by zeroed slack of
  *  one pitch plus 64 bytes. Any value of @p kind is accepted.
  *  @return 1, or 0 with BASE_ERR_ARGUMENT (@p h null, a size below 1, planes
