@@ -28,6 +28,10 @@ struct JpegErrors {
     jpeg_error_mgr manager;
     std::jmp_buf back;
     char text[JMSG_LENGTH_MAX] = "unknown libjpeg error";
+
+    // The error manager for a compress or decompress structure, sending
+    // errors here.
+    jpeg_error_mgr* route();
 };
 
 extern "C" void jpeg_error_to_message(j_common_ptr info) {
@@ -39,6 +43,13 @@ extern "C" void jpeg_error_to_message(j_common_ptr info) {
 // Warnings (a corrupt segment libjpeg works around, say) are counted by the
 // library; the reader turns any into a note.
 extern "C" void jpeg_ignore_message(j_common_ptr) {}
+
+jpeg_error_mgr* JpegErrors::route() {
+    jpeg_error_mgr* errors = jpeg_std_error(&manager);
+    manager.error_exit = jpeg_error_to_message;
+    manager.output_message = jpeg_ignore_message;
+    return errors;
+}
 
 struct JpegReadState {
     uint32_t width = 0;
@@ -94,9 +105,7 @@ struct JpegDecoder {
     jpeg_decompress_struct info{};
     JpegErrors errors;
     JpegDecoder() {
-        info.err = jpeg_std_error(&errors.manager);
-        errors.manager.error_exit = jpeg_error_to_message;
-        errors.manager.output_message = jpeg_ignore_message;
+        info.err = errors.route();
         jpeg_create_decompress(&info);
     }
     ~JpegDecoder() { jpeg_destroy_decompress(&info); }
@@ -108,9 +117,7 @@ struct JpegEncoder {
     jpeg_compress_struct info{};
     JpegErrors errors;
     JpegEncoder() {
-        info.err = jpeg_std_error(&errors.manager);
-        errors.manager.error_exit = jpeg_error_to_message;
-        errors.manager.output_message = jpeg_ignore_message;
+        info.err = errors.route();
         jpeg_create_compress(&info);
     }
     ~JpegEncoder() { jpeg_destroy_compress(&info); }
