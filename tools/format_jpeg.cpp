@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <jpeglib.h>
+#include <jerror.h>
 
 #include "image_formats.h"
 
@@ -44,10 +45,20 @@ extern "C" void jpeg_error_to_message(j_common_ptr info) {
 // library; the reader turns any into a note.
 extern "C" void jpeg_ignore_message(j_common_ptr) {}
 
+// Warnings are counted, as libjpeg's own handler does, except the end of
+// the data before the end of the image: libjpeg would fill the rest with
+// grey, a picture that looks whole but is not, so a cut-off file is refused.
+extern "C" void jpeg_count_or_fail(j_common_ptr info, int level) {
+    if (level >= 0) return;  // trace messages
+    if (info->err->msg_code == JWRN_JPEG_EOF) (*info->err->error_exit)(info);
+    ++info->err->num_warnings;
+}
+
 jpeg_error_mgr* JpegErrors::route() {
     jpeg_error_mgr* errors = jpeg_std_error(&manager);
     manager.error_exit = jpeg_error_to_message;
     manager.output_message = jpeg_ignore_message;
+    manager.emit_message = jpeg_count_or_fail;
     return errors;
 }
 

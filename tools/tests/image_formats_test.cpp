@@ -577,3 +577,27 @@ TEST(ToolPipes, MissingOrUnknownFormatAndEmptyInputAreNamed) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(ToolPipes, DamagedAndUnreadableInputsGiveOneLineAndNoFile) {
+    ScratchDir dir;
+    // Cut in its entropy-coded data, past the headers.
+    std::vector<uint8_t> jpeg = make_jpeg(256, 256, 3, gradient(256, 256, 3));
+    jpeg.resize(jpeg.size() * 2 / 3);
+    tool_test::write_bytes(dir.file("cut.jpg"), jpeg);
+    TiffSpec spec = layout(4, 4, 3, 32);
+    spec.format = SAMPLEFORMAT_IEEEFP;
+    spec.planar = PLANARCONFIG_SEPARATE;
+    make_tiff(dir.file("float.tif"), spec, std::vector<uint16_t>(4 * 4 * 3, 0));
+    for (const char* name : {"cut.jpg", "float.tif"}) {
+        const tool_test::Run run =
+            tool_test::run_tool(dir, {"convert", "--to", "HSV", dir.file(name), dir.file("o.png")});
+        EXPECT_EQ(run.status, 1) << name;
+        EXPECT_TRUE(tool_test::is_single_line(run.err)) << run.err;
+        EXPECT_NE(run.err.find(dir.file(name)), std::string::npos) << run.err;
+        EXPECT_FALSE(std::filesystem::exists(dir.file("o.png"))) << name;
+    }
+}
+
+}  // namespace
