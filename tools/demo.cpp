@@ -5,6 +5,8 @@
 // Each step is an ordinary command line run through the same dispatch as on
 // the shell, so the page shows exactly what a user can type.
 
+#include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -248,6 +250,7 @@ struct StepResult {
     bool ok = false;
     std::string text;  // what the command printed, paths relative to the directory
     std::string failure;
+    double milliseconds = 0;  // the command's wall time here
 };
 
 void write_figure(std::ostream& html, const Shown& shown, const char* role) {
@@ -280,7 +283,12 @@ void write_page(const std::filesystem::path& path, const std::vector<Step>& step
          << "<p>Every operation of <code>ozu-color</code> (" << html_escape(version)
          << ") on a synthetic test chart. Each section shows the command that made its "
             "output; the commands run inside this page's directory.</p>\n"
-         << "<section>\n<h2>The test chart</h2>\n"
+         << "<nav>\n<h2>Contents</h2>\n<ol>\n<li><a href=\"#chart\">The test chart</a></li>\n";
+    for (size_t k = 0; k < steps.size(); ++k)
+        html << "<li><a href=\"#step-" << k + 1 << "\">" << html_escape(steps[k].title)
+             << "</a></li>\n";
+    html << "</ol>\n</nav>\n"
+         << "<section id=\"chart\">\n<h2>The test chart</h2>\n"
          << "<p>Made by the demo: every hue from light to dark, a grey ramp, colour patches, "
             "and the Bayer mosaic (pattern GRBG: G R / B G) a camera would record of it.</p>\n"
          << "<div class=\"row\">\n";
@@ -292,9 +300,14 @@ void write_page(const std::filesystem::path& path, const std::vector<Step>& step
     for (size_t k = 0; k < steps.size(); ++k) {
         const Step& step = steps[k];
         const StepResult& result = results[k];
-        html << "<section>\n<h2>" << html_escape(step.title) << "</h2>\n";
+        html << "<section id=\"step-" << k + 1 << "\">\n<h2>" << html_escape(step.title)
+             << "</h2>\n";
         if (!step.explanation.empty()) html << "<p>" << html_escape(step.explanation) << "</p>\n";
         html << "<pre class=\"cmd\">$ " << html_escape(display_command(step.words)) << "</pre>\n";
+        char took[64];
+        std::snprintf(took, sizeof took, "%.1f", result.milliseconds);
+        html << "<p class=\"took\">took " << took
+             << " ms on this machine, reading and writing the files included</p>\n";
         if (!result.ok) {
             html << "<p class=\"failed\">failed: " << html_escape(result.failure) << "</p>\n";
         } else if (!step.inputs.empty() || !step.outputs.empty()) {
@@ -340,11 +353,15 @@ void run(const Invocation& inv) {
         for (const std::string& word : step.words)
             words.push_back(word[0] == '@' ? base + word.substr(1) : word);
         std::ostringstream captured;
+        const auto start = std::chrono::steady_clock::now();
         const Outcome outcome = execute(words, captured);
+        const std::chrono::duration<double, std::milli> took =
+            std::chrono::steady_clock::now() - start;
         StepResult result;
         result.text = replace_all(captured.str(), base, "");
         result.ok = outcome.status == 0;
         result.failure = replace_all(outcome.line, base, "");
+        result.milliseconds = took.count();
         for (const Shown& output : step.outputs) {
             if (result.ok && !std::filesystem::exists(base + output.file)) {
                 result.ok = false;

@@ -1,6 +1,7 @@
 // ozu-color demo: it must run every operation and produce every file its
 // page links to.
 
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -29,11 +30,27 @@ TEST(Demo, ProducesEveryFileItsPageLinksTo) {
         files.insert((*it)[1]);
     // The chart, its mosaic and one output per image step at the least.
     EXPECT_GE(files.size(), 25u);
+    size_t anchors = 0;
     for (const std::string& file : files) {
+        // The table of contents links to the sections on the page itself.
+        if (file[0] == '#') {
+            ++anchors;
+            EXPECT_NE(page.find("id=\"" + file.substr(1) + "\""), std::string::npos) << file;
+            continue;
+        }
         EXPECT_TRUE(std::filesystem::is_regular_file(out + "/" + file)) << file;
         EXPECT_GT(std::filesystem::file_size(out + "/" + file), 0u) << file;
     }
     EXPECT_EQ(page.find("failed:"), std::string::npos);
+    // The chart and every step have their entry in the contents, and every
+    // step says how long it took.
+    const size_t steps = size_t(std::count(page.begin(), page.end(), '$'));
+    EXPECT_EQ(anchors, steps + 1);
+    size_t timed = 0;
+    for (size_t at = page.find("<p class=\"took\">took "); at != std::string::npos;
+         at = page.find("<p class=\"took\">took ", at + 1))
+        ++timed;
+    EXPECT_EQ(timed, steps);
 }
 
 TEST(Demo, ShowsACommandOfEveryOperation) {
