@@ -5,10 +5,12 @@
 // Each step is an ordinary command line run through the same dispatch as on
 // the shell, so the page shows exactly what a user can type.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <system_error>
@@ -25,14 +27,19 @@ namespace ozu::tool {
 namespace {
 
 constexpr const char* kUsage =
-    "usage: ozu-color demo [DIR]\n"
+    "usage: ozu-color demo [--image PHOTO] [DIR]\n"
     "\n"
     "Makes a synthetic colour test chart (a hue sweep from light to dark, a grey\n"
     "ramp, colour patches, and the Bayer mosaic a camera would record of it),\n"
     "runs every operation of ozu-color on it and writes the results as PNG\n"
     "files into DIR (default ./ozu-demo), with index.html showing each input\n"
     "beside its output and the command that made it. Prints where the page is.\n"
-    "The commands on the page run inside DIR.\n";
+    "The commands on the page run inside DIR.\n"
+    "\n"
+    "options:\n"
+    "  --image PHOTO    run every step on PHOTO (any format the tool reads)\n"
+    "                   instead of the chart: it is written as chart.png, at 8\n"
+    "                   bits and in colour, and its mosaic is sampled from it.\n";
 
 // A file the page shows: an image, or (linkOnly) a file it only links to.
 struct Shown {
@@ -55,7 +62,25 @@ Shown image(const std::string& file, const std::string& caption = "") {
     return {file, caption.empty() ? file : caption, false};
 }
 
-std::vector<Step> demo_steps() {
+// The contrast line: across the chart's first four colour patches, or the
+// middle of a user's picture from an eighth of its width to seven eighths.
+struct ContrastLine {
+    std::string points;
+    std::string where;
+};
+
+ContrastLine contrast_line(const Raster* photo) {
+    if (photo == nullptr)
+        return {"8,228,120,228", "across the first four colour patches (red, green, blue, cyan)"};
+    const int32_t y = photo->height / 2;
+    const int32_t x0 = photo->width / 8;
+    const int32_t x1 = std::max(x0 + 1, photo->width - 1 - photo->width / 8);
+    return {std::to_string(x0) + "," + std::to_string(y) + "," + std::to_string(x1) + "," +
+                std::to_string(y),
+            "across the middle of the picture"};
+}
+
+std::vector<Step> demo_steps(const ContrastLine& line) {
     const Shown chart = image("chart.png");
     const Shown bayer = image("chart-bayer.png", "chart-bayer.pgm, shown as PNG");
     const Shown grey = image("chart-grey.png");
@@ -132,9 +157,9 @@ std::vector<Step> demo_steps() {
                      {chart},
                      {image("distance.png")}});
     steps.push_back({"Maximum-contrast plane",
-                     "COL_GetMaxContrastPlane along a line across the first four colour "
-                     "patches (red, green, blue, cyan), among RGB, HSV, YUV and HLS.",
-                     {"max-contrast", "--line", "8,228,120,228", "--width", "5", "--filter", "7",
+                     "COL_GetMaxContrastPlane along a line " + line.where +
+                         ", among RGB, HSV, YUV and HLS.",
+                     {"max-contrast", "--line", line.points, "--width", "5", "--filter", "7",
                       "--candidates", "RGB:HSV,RGB:YUV,RGB:HLS", "@chart.png", "@max-contrast.png"},
                      {chart},
                      {image("max-contrast.png")}});
@@ -266,7 +291,8 @@ void write_figure(std::ostream& html, const Shown& shown, const char* role) {
 }
 
 void write_page(const std::filesystem::path& path, const std::vector<Step>& steps,
-                const std::vector<StepResult>& results, const std::string& version) {
+                const std::vector<StepResult>& results, const std::string& version,
+                const std::string& photo) {
     std::ofstream html(path);
     html << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
          << "<title>ozu-color demo</title>\n<style>\n"
@@ -281,7 +307,8 @@ void write_page(const std::filesystem::path& path, const std::vector<Step>& step
          << "</style>\n</head>\n<body>\n"
          << "<h1>ozu-color demo</h1>\n"
          << "<p>Every operation of <code>ozu-color</code> (" << html_escape(version)
-         << ") on a synthetic test chart. Each section shows the command that made its "
+         << ") on " << (photo.empty() ? "a synthetic test chart" : "a picture")
+         << ". Each section shows the command that made its "
             "output; the commands run inside this page's directory.</p>\n"
          << "<nav>\n<h2>Contents</h2>\n<ol>\n<li><a href=\"#chart\">The test chart</a></li>\n";
     for (size_t k = 0; k < steps.size(); ++k)
@@ -289,8 +316,13 @@ void write_page(const std::filesystem::path& path, const std::vector<Step>& step
              << "</a></li>\n";
     html << "</ol>\n</nav>\n"
          << "<section id=\"chart\">\n<h2>The test chart</h2>\n"
-         << "<p>Made by the demo: every hue from light to dark, a grey ramp, colour patches, "
-            "and the Bayer mosaic (pattern GRBG: G R / B G) a camera would record of it.</p>\n"
+         << (photo.empty()
+                 ? std::string("<p>Made by the demo: every hue from light to dark, a grey ramp, "
+                               "colour patches, and the Bayer mosaic (pattern GRBG: G R / B G) a "
+                               "camera would record of it.</p>\n")
+                 : "<p>" + html_escape(photo) +
+                       " as 8-bit RGB, and the Bayer mosaic (pattern GRBG: G R / B G) a camera "
+                       "would record of it.</p>\n")
          << "<div class=\"row\">\n";
     write_figure(html, image("chart.png"), "chart");
     write_figure(html, image("chart-bayer.png", "chart-bayer.pgm, shown as PNG"), "mosaic");
@@ -324,8 +356,23 @@ void write_page(const std::filesystem::path& path, const std::vector<Step>& step
     if (!html) throw ToolError(EIO, "cannot write '" + path.string() + "'");
 }
 
+// A user's picture as the chart: 8-bit RGB (grey spread into three channels,
+// 16-bit samples rounded to 8), as the mosaic and the steps expect.
+Raster photo_as_chart(const std::string& path) {
+    const Raster picture = read_image_file(path);
+    Raster chart(picture.width, picture.height, 3, 8);
+    for (int32_t y = 0; y < picture.height; ++y)
+        for (int32_t x = 0; x < picture.width; ++x)
+            for (int32_t c = 0; c < 3; ++c) {
+                const uint32_t v = picture.at(x, y, picture.channels == 1 ? 0 : c);
+                chart.at(x, y, c) =
+                    static_cast<uint16_t>(picture.depth == 8 ? v : (v * 255 + 32767) / 65535);
+            }
+    return chart;
+}
+
 void run(const Invocation& inv) {
-    const Arguments args(inv.words, {});
+    const Arguments args(inv.words, {{"image", true}});
     args.expect_positional(0, 1, "[DIR]");
     const std::filesystem::path dir = std::filesystem::path(
         args.positional().empty() ? std::string("ozu-demo") : args.positional()[0]);
@@ -334,17 +381,19 @@ void run(const Invocation& inv) {
     if (error) throw ToolError(error.value(), "cannot create directory '" + dir.string() + "'");
     const std::string base = (dir / "").string();
 
-    const Raster chart = make_chart();
+    const std::optional<std::string> photo = args.value("image");
+    const Raster chart = photo ? photo_as_chart(*photo) : make_chart();
     const Raster mosaic = make_bayer_mosaic(chart, 0);
     write_image_file(base + "chart.png", chart);
     write_image_file(base + "chart-bayer.pgm", mosaic);
     write_image_file(base + "chart-bayer.png", mosaic);
-    inv.out << "made the test chart: " << base << "chart.png, " << base << "chart-bayer.pgm\n";
+    inv.out << (photo ? "took the picture: " : "made the test chart: ") << base << "chart.png, "
+            << base << "chart-bayer.pgm\n";
 
     char version[32] = {};
     library_call("COL_GetVersion", [&] { return COL_GetVersion(version, sizeof version); });
 
-    const std::vector<Step> steps = demo_steps();
+    const std::vector<Step> steps = demo_steps(contrast_line(photo ? &chart : nullptr));
     std::vector<StepResult> results;
     size_t failed = 0;
     int32_t firstCode = 0;
@@ -377,7 +426,7 @@ void run(const Invocation& inv) {
     }
 
     const std::filesystem::path page = dir / "index.html";
-    write_page(page, steps, results, std::string("libozu_color ") + version);
+    write_page(page, steps, results, std::string("libozu_color ") + version, photo.value_or(""));
     inv.out << "demo page: " << std::filesystem::absolute(page).lexically_normal().string() << '\n';
     if (failed != 0)
         throw ToolError(firstCode, std::to_string(failed) + " of " + std::to_string(steps.size()) +

@@ -77,3 +77,34 @@ TEST(Demo, PrintsWhereThePageIs) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Demo, RunsEveryStepOnAUsersPicture) {
+    ScratchDir dir;
+    // A grey 16-bit picture: the demo takes it as 8-bit RGB.
+    const tool_test::Samples grey = tool_test::random_samples(64, 48, 1, 16, 21u);
+    tool_test::write_pnm(dir.file("photo.pgm"), grey);
+    const std::string out = dir.file("demo");
+    const auto run = run_tool(dir, {"demo", "--image", dir.file("photo.pgm"), out});
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    const std::string page = tool_test::read_text(out + "/index.html");
+    EXPECT_EQ(page.find("failed:"), std::string::npos);
+    EXPECT_NE(page.find("--line 8,24,55,24"), std::string::npos);
+
+    const auto converted = run_tool(dir, {"convert", "--to", "RGB", "--from", "HSV",
+                                          out + "/convert-hsv.png", dir.file("back.ppm")});
+    ASSERT_EQ(converted.status, 0) << converted.err;
+    const tool_test::Samples chart = tool_test::read_pnm(dir.file("back.ppm"));
+    ASSERT_EQ(chart.width, 64);
+    ASSERT_EQ(chart.channels, 3);
+    ASSERT_EQ(chart.depth, 8);
+    // Grey pixels go through HSV and back unchanged: each channel is the
+    // 16-bit sample rounded to 8 bits.
+    for (size_t k = 0; k < grey.values.size(); ++k)
+        for (size_t c = 0; c < 3; ++c)
+            ASSERT_EQ(chart.values[3 * k + c], (uint32_t(grey.values[k]) * 255 + 32767) / 65535)
+                << k;
+}
+
+}  // namespace
