@@ -276,7 +276,34 @@ struct StepResult {
     std::string text;  // what the command printed, paths relative to the directory
     std::string failure;
     double milliseconds = 0;  // the command's wall time here
+    std::vector<Shown> channels;  // the three-channel outputs channel by channel
 };
+
+// A three-channel output is hard to read as false colour: each channel is
+// also written as a grey image, captioned with the range of its values.
+std::vector<Shown> split_channels(const std::string& base, const Shown& output) {
+    std::vector<Shown> shown;
+    if (output.linkOnly) return shown;
+    const Raster picture = read_image_file(base + output.file);
+    if (picture.channels != 3) return shown;
+    const std::string stem = output.file.substr(0, output.file.rfind('.'));
+    for (int32_t c = 0; c < 3; ++c) {
+        Raster plane(picture.width, picture.height, 1, picture.depth);
+        uint16_t low = 0xFFFF, high = 0;
+        for (size_t k = 0; k < plane.samples.size(); ++k) {
+            const uint16_t v = picture.samples[3 * k + size_t(c)];
+            plane.samples[k] = v;
+            low = std::min(low, v);
+            high = std::max(high, v);
+        }
+        const std::string file = stem + "-channel" + std::to_string(c + 1) + ".png";
+        write_image_file(base + file, plane);
+        shown.push_back(image(file, "channel " + std::to_string(c + 1) + " of " + output.file +
+                                        ", values " + std::to_string(low) + ".." +
+                                        std::to_string(high)));
+    }
+    return shown;
+}
 
 void write_figure(std::ostream& html, const Shown& shown, const char* role) {
     const std::string file = html_escape(shown.file);
@@ -347,6 +374,11 @@ void write_page(const std::filesystem::path& path, const std::vector<Step>& step
             for (const Shown& input : step.inputs) write_figure(html, input, "input");
             for (const Shown& output : step.outputs) write_figure(html, output, "output");
             html << "</div>\n";
+            if (!result.channels.empty()) {
+                html << "<div class=\"row\">\n";
+                for (const Shown& channel : result.channels) write_figure(html, channel, "channel");
+                html << "</div>\n";
+            }
         }
         if (!result.text.empty()) html << "<pre>" << html_escape(result.text) << "</pre>\n";
         html << "</section>\n";
@@ -416,6 +448,9 @@ void run(const Invocation& inv) {
                 result.ok = false;
                 result.failure = "did not write " + output.file;
             }
+            if (result.ok)
+                for (Shown& channel : split_channels(base, output))
+                    result.channels.push_back(std::move(channel));
         }
         if (!result.ok) {
             if (failed++ == 0) firstCode = outcome.code != 0 ? outcome.code : EIO;

@@ -51,6 +51,11 @@ TEST(Demo, ProducesEveryFileItsPageLinksTo) {
          at = page.find("<p class=\"took\">took ", at + 1))
         ++timed;
     EXPECT_EQ(timed, steps);
+    // Three-channel results are shown channel by channel with their ranges.
+    EXPECT_TRUE(files.count("convert-hsv-channel1.png") == 1 &&
+                files.count("convert-hsv-channel3.png") == 1);
+    EXPECT_NE(page.find("channel 2 of convert-hsv.png, values 0..255"), std::string::npos);
+    EXPECT_EQ(files.count("distance-channel1.png"), 0u);
 }
 
 TEST(Demo, ShowsACommandOfEveryOperation) {
