@@ -337,12 +337,14 @@ void write_page(const std::filesystem::path& path, const std::vector<Step>& step
          << ") on " << (photo.empty() ? "a synthetic test chart" : "a picture")
          << ". Each section shows the command that made its "
             "output; the commands run inside this page's directory.</p>\n"
-         << "<nav>\n<h2>Contents</h2>\n<ol>\n<li><a href=\"#chart\">The test chart</a></li>\n";
+         << "<nav>\n<h2>Contents</h2>\n<ol>\n<li><a href=\"#chart\">" << (photo.empty() ? "The test chart" : "The picture")
+         << "</a></li>\n";
     for (size_t k = 0; k < steps.size(); ++k)
         html << "<li><a href=\"#step-" << k + 1 << "\">" << html_escape(steps[k].title)
              << "</a></li>\n";
     html << "</ol>\n</nav>\n"
-         << "<section id=\"chart\">\n<h2>The test chart</h2>\n"
+         << "<section id=\"chart\">\n<h2>" << (photo.empty() ? "The test chart" : "The picture")
+         << "</h2>\n"
          << (photo.empty()
                  ? std::string("<p>Made by the demo: every hue from light to dark, a grey ramp, "
                                "colour patches, and the Bayer mosaic (pattern GRBG: G R / B G) a "
