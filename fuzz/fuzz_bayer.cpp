@@ -28,11 +28,11 @@ void colour_module(FuzzedDataProvider& in) {
         COL_CODE(COL_BAYER, COL_HSV), COL_CODE(COL_BAYER, COL_HLS), COL_CODE(COL_BAYER, COL_YCC)};
     const uint32_t code = in.ConsumeIntegralInRange<int>(0, 7) == 0 ? pick_code(in)
                                                                      : in.PickValueInArray(kCodes);
-    ImageSpec spec = pick_spec(in, pick_planes(in, 1));
+    ImageLayout layout = pick_layout(in, pick_planes(in, 1));
     if (in.ConsumeIntegralInRange<int>(0, 7) != 0)
-        spec.type = in.ConsumeBool() ? BASE_TYPE_U8 : BASE_TYPE_S8;
+        layout.type = in.ConsumeBool() ? BASE_TYPE_U8 : BASE_TYPE_S8;
     Owned source, destination;
-    if (!make_image(spec, source)) return;
+    if (!make_image(layout, source)) return;
 
     // The record's parity and correction values are the caller's to write.
     BASE_Buffer* record = BASE_GetAtBuffer(source.get());
@@ -49,7 +49,7 @@ void colour_module(FuzzedDataProvider& in) {
     const bool created = in.ConsumeBool();
     if (!created) {
         const bool grey = (code >> 16) == COL_I;
-        if (!make_image(destination_like(in, spec, grey ? 1 : 3), destination)) return;
+        if (!make_image(destination_like(in, layout, grey ? 1 : 3), destination)) return;
     }
     fill_pixels(in, source.get());
     int32_t target = destination.get();

@@ -16,9 +16,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     RunnerChoice runner(in);
 
     const uint32_t code = pick_code(in);
-    const ImageSpec sourceSpec = pick_spec(in, pick_planes(in, in.ConsumeBool() ? 3 : 1));
+    const ImageLayout sourceLayout = pick_layout(in, pick_planes(in, in.ConsumeBool() ? 3 : 1));
     Owned source;
-    if (!make_image(sourceSpec, source)) return 0;
+    if (!make_image(sourceLayout, source)) return 0;
 
     // 0: the entry creates the destination; 1: the caller gives one;
     // 2: the source is its own destination (locks do not exclude each
@@ -26,8 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int how = in.ConsumeIntegralInRange<int>(0, 2);
     Owned destination;
     if (how == 1) {
-        const ImageSpec spec = destination_like(in, sourceSpec, in.ConsumeBool() ? 3 : 1);
-        if (!make_image(spec, destination)) return 0;
+        const ImageLayout layout = destination_like(in, sourceLayout, in.ConsumeBool() ? 3 : 1);
+        if (!make_image(layout, destination)) return 0;
     }
     fill_pixels(in, source.get());
 

@@ -60,16 +60,16 @@ void tint(FuzzedDataProvider& in, const std::string& model) {
     Owned lut;
     if (in.ConsumeBool()) {
         // A caller's table, usually of the right shape.
-        ImageSpec spec;
-        spec.width = in.ConsumeIntegralInRange<int>(0, 7) == 0
+        ImageLayout layout;
+        layout.width = in.ConsumeIntegralInRange<int>(0, 7) == 0
                          ? in.ConsumeIntegralInRange<int32_t>(1, 300)
                          : 256;
-        spec.height = in.ConsumeIntegralInRange<int32_t>(1, 2);
-        spec.planes = pick_planes(in, 3);
-        spec.type = in.ConsumeBool() ? BASE_TYPE_U8 : pick_type(in);
-        spec.kind = in.ConsumeBool() ? BASE_KIND_TABLE : pick_kind(in);
-        spec.align = in.ConsumeBool() ? 0 : in.ConsumeIntegralInRange<int32_t>(1, 200);
-        if (!make_image(spec, lut)) return;
+        layout.height = in.ConsumeIntegralInRange<int32_t>(1, 2);
+        layout.planes = pick_planes(in, 3);
+        layout.type = in.ConsumeBool() ? BASE_TYPE_U8 : pick_type(in);
+        layout.kind = in.ConsumeBool() ? BASE_KIND_TABLE : pick_kind(in);
+        layout.align = in.ConsumeBool() ? 0 : in.ConsumeIntegralInRange<int32_t>(1, 200);
+        if (!make_image(layout, lut)) return;
     }
     // The entry works on its own copy: a const text must come back as it was.
     const std::vector<char> text = as_c_text(model);

@@ -133,7 +133,7 @@ inline double pick_double(FuzzedDataProvider& in, double low, double high) {
 // What an image is made of. Sizes stay small (at most 64 x 64 pixels per
 // plane and four blocks, and never more than 16384 pixels per plane over all
 // blocks) so that an input runs in well under a millisecond.
-struct ImageSpec {
+struct ImageLayout {
     int32_t width = 1;
     int32_t height = 1;
     int32_t planes = 1;
@@ -161,8 +161,8 @@ inline int32_t pick_kind(FuzzedDataProvider& in) {
     return in.PickValueInArray(kOtherKinds);
 }
 
-inline ImageSpec pick_spec(FuzzedDataProvider& in, int32_t planes, int32_t maxSide = 64) {
-    ImageSpec s;
+inline ImageLayout pick_layout(FuzzedDataProvider& in, int32_t planes, int32_t maxSide = 64) {
+    ImageLayout s;
     s.width = in.ConsumeIntegralInRange<int32_t>(1, maxSide);
     s.height = in.ConsumeIntegralInRange<int32_t>(1, maxSide);
     s.planes = planes;
@@ -214,17 +214,17 @@ inline void fill_pixels(FuzzedDataProvider& in, int32_t handle) {
     }
 }
 
-// Allocates the image of `spec` into `owner`; false when the host refuses
+// Allocates the image of `layout` into `owner`; false when the host refuses
 // the combination (the input is then of no further use).
-inline bool make_image(const ImageSpec& spec, Owned& owner) {
-    const int32_t flags = spec.align == 0 ? 0 : BASE_ALLOC_ALIGN(spec.align);
-    if (IPL_BufAlloc(owner.slot(), spec.width, spec.height, spec.planes, spec.ext2, spec.ext3,
-                     spec.type, spec.kind, flags) == 0) {
+inline bool make_image(const ImageLayout& layout, Owned& owner) {
+    const int32_t flags = layout.align == 0 ? 0 : BASE_ALLOC_ALIGN(layout.align);
+    if (IPL_BufAlloc(owner.slot(), layout.width, layout.height, layout.planes, layout.ext2, layout.ext3,
+                     layout.type, layout.kind, flags) == 0) {
         owner.forget();
         return false;
     }
-    if (spec.hasSpace) {
-        int32_t space = spec.space;
+    if (layout.hasSpace) {
+        int32_t space = layout.space;
         if (IPL_BufControl(owner.get(), BASE_ATTR_COLOR_SPACE, &space) == 0)
             fail("IPL_BufControl refused the colour space");
     }
@@ -233,9 +233,9 @@ inline bool make_image(const ImageSpec& spec, Owned& owner) {
 
 // A destination like the source in most inputs (so that the entry gets past
 // its checks and does its work), now and then differing in one property.
-inline ImageSpec destination_like(FuzzedDataProvider& in, const ImageSpec& source,
+inline ImageLayout destination_like(FuzzedDataProvider& in, const ImageLayout& source,
                                   int32_t planes) {
-    ImageSpec d = source;
+    ImageLayout d = source;
     d.planes = planes;
     d.kind = pick_kind(in);
     d.align = in.ConsumeBool() ? 0 : in.ConsumeIntegralInRange<int32_t>(1, 200);

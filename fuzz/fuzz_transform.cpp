@@ -17,7 +17,7 @@ namespace {
 enum class Dest { kCreated, kGiven, kSource };
 
 // The destination of one request: created by the entry (the slot reads -1),
-// a caller's buffer shaped from `spec`, or, where `inPlace` allows it, the
+// a caller's buffer shaped from `layout`, or, where `inPlace` allows it, the
 // source itself.
 Dest pick_destination(FuzzedDataProvider& in, bool inPlace) {
     const int choice = in.ConsumeIntegralInRange<int>(0, inPlace ? 2 : 1);
@@ -39,12 +39,12 @@ void with_destination(Dest how, Owned& source, Owned& destination, Call call) {
 }
 
 void weighted(FuzzedDataProvider& in, bool toColour) {
-    const ImageSpec spec = pick_spec(in, pick_planes(in, toColour ? 1 : 3));
+    const ImageLayout layout = pick_layout(in, pick_planes(in, toColour ? 1 : 3));
     Owned source, destination;
-    if (!make_image(spec, source)) return;
+    if (!make_image(layout, source)) return;
     const Dest how = pick_destination(in, false);
     if (how == Dest::kGiven &&
-        !make_image(destination_like(in, spec, toColour ? 3 : 1), destination)) {
+        !make_image(destination_like(in, layout, toColour ? 3 : 1), destination)) {
         return;
     }
     double w[3];
@@ -59,12 +59,12 @@ void weighted(FuzzedDataProvider& in, bool toColour) {
 }
 
 void twist(FuzzedDataProvider& in) {
-    const ImageSpec spec = pick_spec(in, pick_planes(in, 3));
+    const ImageLayout layout = pick_layout(in, pick_planes(in, 3));
     Owned source, destination;
-    if (!make_image(spec, source)) return;
+    if (!make_image(layout, source)) return;
     // Locks do not exclude each other: a twist may write over its source.
     const Dest how = pick_destination(in, true);
-    if (how == Dest::kGiven && !make_image(destination_like(in, spec, 3), destination)) return;
+    if (how == Dest::kGiven && !make_image(destination_like(in, layout, 3), destination)) return;
     double coefficients[16];
     for (double& c : coefficients) c = pick_double(in, -4.0, 4.0);
     fill_pixels(in, source.get());
@@ -89,12 +89,12 @@ uint32_t pick_bound(FuzzedDataProvider& in) {
 }
 
 void threshold(FuzzedDataProvider& in) {
-    const ImageSpec spec = pick_spec(in, pick_planes(in, 3));
+    const ImageLayout layout = pick_layout(in, pick_planes(in, 3));
     Owned source, destination;
-    if (!make_image(spec, source)) return;
+    if (!make_image(layout, source)) return;
     const Dest how = pick_destination(in, false);
     if (how == Dest::kGiven) {
-        ImageSpec d = destination_like(in, spec, 1);
+        ImageLayout d = destination_like(in, layout, 1);
         if (in.ConsumeIntegralInRange<int>(0, 7) != 0) d.type = in.ConsumeBool() ? BASE_TYPE_U8 : BASE_TYPE_S8;
         if (!make_image(d, destination)) return;
     }
@@ -112,13 +112,13 @@ void threshold(FuzzedDataProvider& in) {
 }
 
 void distance(FuzzedDataProvider& in) {
-    ImageSpec spec = pick_spec(in, pick_planes(in, 3));
-    if (in.ConsumeIntegralInRange<int>(0, 7) != 0) spec.type = BASE_TYPE_U8;
+    ImageLayout layout = pick_layout(in, pick_planes(in, 3));
+    if (in.ConsumeIntegralInRange<int>(0, 7) != 0) layout.type = BASE_TYPE_U8;
     Owned source, destination;
-    if (!make_image(spec, source)) return;
+    if (!make_image(layout, source)) return;
     const Dest how = pick_destination(in, false);
     if (how == Dest::kGiven) {
-        ImageSpec d = destination_like(in, spec, 1);
+        ImageLayout d = destination_like(in, layout, 1);
         if (in.ConsumeIntegralInRange<int>(0, 7) != 0) d.type = BASE_TYPE_U8;
         if (!make_image(d, destination)) return;
     }
@@ -156,21 +156,21 @@ uint32_t pick_coordinate(FuzzedDataProvider& in, int32_t side) {
 }
 
 void max_contrast(FuzzedDataProvider& in) {
-    ImageSpec spec = pick_spec(in, pick_planes(in, 3));
+    ImageLayout layout = pick_layout(in, pick_planes(in, 3));
     if (in.ConsumeIntegralInRange<int>(0, 3) != 0) {
-        spec.hasSpace = true;
-        spec.space = COL_RGB;
+        layout.hasSpace = true;
+        layout.space = COL_RGB;
     }
     Owned source, destination;
-    if (!make_image(spec, source)) return;
+    if (!make_image(layout, source)) return;
     const Dest how = pick_destination(in, false);
     if (how == Dest::kGiven) {
-        ImageSpec d = destination_like(in, spec, 1);
+        ImageLayout d = destination_like(in, layout, 1);
         d.ext2 = d.ext3 = 1;
         if (!make_image(d, destination)) return;
     }
-    const uint32_t line[4] = {pick_coordinate(in, spec.width), pick_coordinate(in, spec.height),
-                              pick_coordinate(in, spec.width), pick_coordinate(in, spec.height)};
+    const uint32_t line[4] = {pick_coordinate(in, layout.width), pick_coordinate(in, layout.height),
+                              pick_coordinate(in, layout.width), pick_coordinate(in, layout.height)};
     const uint32_t lineWidth = in.ConsumeIntegralInRange<int>(0, 15) == 0
                                    ? in.ConsumeIntegral<uint32_t>()
                                    : in.ConsumeIntegralInRange<uint32_t>(0, 9);

@@ -23,21 +23,11 @@ namespace {
 using ozu::tool::ImageFormat;
 using ozu::tool::Raster;
 using ozu::tool::ReadNotes;
-using ozu::tool::ToolError;
 using tool_test::ScratchDir;
+using tool_test::thrown_code;
 
 std::vector<uint8_t> text_bytes(const std::string& text) {
     return std::vector<uint8_t>(text.begin(), text.end());
-}
-
-template <class Call>
-int32_t thrown_code(Call&& call) {
-    try {
-        call();
-    } catch (const ToolError& error) {
-        return error.code();
-    }
-    return 0;
 }
 
 Raster raster_of(const tool_test::Samples& s) {
@@ -258,7 +248,7 @@ TEST(JpegWrite, SixteenBitImagesAreRefusedBeforeAnyFileIsMade) {
 
 // ---- TIFF -------------------------------------------------------------------
 
-struct TiffSpec {
+struct TiffPlan {
     uint32_t width = 0, height = 0;
     uint16_t samples = 1, bits = 8;
     uint16_t photometric = PHOTOMETRIC_MINISBLACK;
@@ -273,24 +263,24 @@ struct TiffSpec {
 };
 
 // A TIFF made by libtiff itself from interleaved samples (8 or 16 bits,
-// `samples` per pixel), laid out as `spec` says.
-void make_tiff(const std::string& path, const TiffSpec& spec, const std::vector<uint16_t>& values,
+// `samples` per pixel), laid out as `plan` says.
+void make_tiff(const std::string& path, const TiffPlan& plan, const std::vector<uint16_t>& values,
                const std::vector<uint16_t>& palette = {}) {
-    TIFF* tiff = TIFFOpen(path.c_str(), spec.bigEndian ? "wb" : "wl");
+    TIFF* tiff = TIFFOpen(path.c_str(), plan.bigEndian ? "wb" : "wl");
     ASSERT_NE(tiff, nullptr);
-    const size_t bytes = spec.bits / 8;
-    for (int page = 0; page < spec.pages; ++page) {
-        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, spec.width);
-        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, spec.height);
-        TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, spec.samples);
-        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, spec.bits);
-        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, spec.photometric);
-        TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, spec.planar);
-        TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, spec.format);
-        TIFFSetField(tiff, TIFFTAG_COMPRESSION, spec.compression);
-        if (spec.extras != 0) {
+    const size_t bytes = plan.bits / 8;
+    for (int page = 0; page < plan.pages; ++page) {
+        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, plan.width);
+        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, plan.height);
+        TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, plan.samples);
+        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, plan.bits);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, plan.photometric);
+        TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, plan.planar);
+        TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, plan.format);
+        TIFFSetField(tiff, TIFFTAG_COMPRESSION, plan.compression);
+        if (plan.extras != 0) {
             uint16_t kinds[1] = {EXTRASAMPLE_UNASSALPHA};
-            TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, spec.extras, kinds);
+            TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, plan.extras, kinds);
         }
         if (!palette.empty()) {
             std::vector<uint16_t> r(256), g(256), b(256);
@@ -301,9 +291,9 @@ void make_tiff(const std::string& path, const TiffSpec& spec, const std::vector<
             }
             TIFFSetField(tiff, TIFFTAG_COLORMAP, r.data(), g.data(), b.data());
         }
-        const bool separate = spec.planar == PLANARCONFIG_SEPARATE;
-        const uint16_t planes = separate ? spec.samples : 1;
-        const size_t perPixel = separate ? 1 : spec.samples;
+        const bool separate = plan.planar == PLANARCONFIG_SEPARATE;
+        const uint16_t planes = separate ? plan.samples : 1;
+        const size_t perPixel = separate ? 1 : plan.samples;
         auto put = [&](std::vector<uint8_t>& block, size_t k, uint16_t v) {
             if (bytes == 1) {
                 block[k] = uint8_t(v);
@@ -312,29 +302,29 @@ void make_tiff(const std::string& path, const TiffSpec& spec, const std::vector<
             }
         };
         auto value = [&](uint32_t x, uint32_t y, uint32_t c) {
-            return values[(size_t(y) * spec.width + x) * spec.samples + c];
+            return values[(size_t(y) * plan.width + x) * plan.samples + c];
         };
-        if (spec.tile != 0) {
-            TIFFSetField(tiff, TIFFTAG_TILEWIDTH, spec.tile);
-            TIFFSetField(tiff, TIFFTAG_TILELENGTH, spec.tile);
-            std::vector<uint8_t> block(size_t(spec.tile) * spec.tile * perPixel * bytes);
+        if (plan.tile != 0) {
+            TIFFSetField(tiff, TIFFTAG_TILEWIDTH, plan.tile);
+            TIFFSetField(tiff, TIFFTAG_TILELENGTH, plan.tile);
+            std::vector<uint8_t> block(size_t(plan.tile) * plan.tile * perPixel * bytes);
             for (uint16_t p = 0; p < planes; ++p)
-                for (uint32_t y0 = 0; y0 < spec.height; y0 += spec.tile)
-                    for (uint32_t x0 = 0; x0 < spec.width; x0 += spec.tile) {
+                for (uint32_t y0 = 0; y0 < plan.height; y0 += plan.tile)
+                    for (uint32_t x0 = 0; x0 < plan.width; x0 += plan.tile) {
                         std::fill(block.begin(), block.end(), 0xEE);
-                        for (uint32_t y = y0; y < std::min(spec.height, y0 + spec.tile); ++y)
-                            for (uint32_t x = x0; x < std::min(spec.width, x0 + spec.tile); ++x)
+                        for (uint32_t y = y0; y < std::min(plan.height, y0 + plan.tile); ++y)
+                            for (uint32_t x = x0; x < std::min(plan.width, x0 + plan.tile); ++x)
                                 for (size_t c = 0; c < perPixel; ++c)
-                                    put(block, (size_t(y - y0) * spec.tile + (x - x0)) * perPixel + c,
+                                    put(block, (size_t(y - y0) * plan.tile + (x - x0)) * perPixel + c,
                                         value(x, y, separate ? p : uint32_t(c)));
                         ASSERT_GE(TIFFWriteTile(tiff, block.data(), x0, y0, 0, p), 0);
                     }
         } else {
-            TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, spec.rowsPerStrip);
-            std::vector<uint8_t> row(size_t(spec.width) * perPixel * bytes);
+            TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, plan.rowsPerStrip);
+            std::vector<uint8_t> row(size_t(plan.width) * perPixel * bytes);
             for (uint16_t p = 0; p < planes; ++p)
-                for (uint32_t y = 0; y < spec.height; ++y) {
-                    for (uint32_t x = 0; x < spec.width; ++x)
+                for (uint32_t y = 0; y < plan.height; ++y) {
+                    for (uint32_t x = 0; x < plan.width; ++x)
                         for (size_t c = 0; c < perPixel; ++c)
                             put(row, size_t(x) * perPixel + c, value(x, y, separate ? p : uint32_t(c)));
                     ASSERT_GE(TIFFWriteScanline(tiff, row.data(), y, p), 0);
@@ -362,30 +352,30 @@ std::vector<uint16_t> first_samples(const std::vector<uint16_t>& v, size_t every
 
 struct TiffCase {
     const char* what;
-    TiffSpec spec;
+    TiffPlan plan;
 };
 
 class TiffLayouts : public ::testing::TestWithParam<TiffCase> {};
 
 TEST_P(TiffLayouts, SamplesComeAsLibtiffWroteThem) {
-    const TiffSpec& spec = GetParam().spec;
+    const TiffPlan& plan = GetParam().plan;
     ScratchDir dir;
     const std::vector<uint16_t> values =
-        counting(size_t(spec.width) * spec.height * spec.samples, spec.bits);
-    make_tiff(dir.file("a.tif"), spec, values);
+        counting(size_t(plan.width) * plan.height * plan.samples, plan.bits);
+    make_tiff(dir.file("a.tif"), plan, values);
     ReadNotes notes;
     const Raster r = ozu::tool::read_image_file(dir.file("a.tif"), &notes);
-    const int32_t colours = spec.samples - spec.extras;
-    EXPECT_EQ(r.width, int32_t(spec.width));
-    EXPECT_EQ(r.height, int32_t(spec.height));
+    const int32_t colours = plan.samples - plan.extras;
+    EXPECT_EQ(r.width, int32_t(plan.width));
+    EXPECT_EQ(r.height, int32_t(plan.height));
     EXPECT_EQ(r.channels, colours);
-    EXPECT_EQ(r.depth, spec.bits);
-    EXPECT_EQ(r.samples, first_samples(values, spec.samples, size_t(colours)));
-    EXPECT_EQ(notes.lines.size(), spec.extras != 0 ? 1u : 0u);
+    EXPECT_EQ(r.depth, plan.bits);
+    EXPECT_EQ(r.samples, first_samples(values, plan.samples, size_t(colours)));
+    EXPECT_EQ(notes.lines.size(), plan.extras != 0 ? 1u : 0u);
 }
 
-TiffSpec layout(uint32_t w, uint32_t h, uint16_t samples, uint16_t bits) {
-    TiffSpec s;
+TiffPlan layout(uint32_t w, uint32_t h, uint16_t samples, uint16_t bits) {
+    TiffPlan s;
     s.width = w;
     s.height = h;
     s.samples = samples;
@@ -394,7 +384,7 @@ TiffSpec layout(uint32_t w, uint32_t h, uint16_t samples, uint16_t bits) {
     return s;
 }
 
-TiffSpec with(TiffSpec s, void (*change)(TiffSpec&)) {
+TiffPlan with(TiffPlan s, void (*change)(TiffPlan&)) {
     change(s);
     return s;
 }
@@ -404,30 +394,30 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         TiffCase{"grey8Strips", layout(23, 11, 1, 8)},
         TiffCase{"rgb16StripsBigEndian",
-                 with(layout(19, 7, 3, 16), [](TiffSpec& s) { s.bigEndian = true; })},
+                 with(layout(19, 7, 3, 16), [](TiffPlan& s) { s.bigEndian = true; })},
         TiffCase{"grey16TilesDeflate", with(layout(40, 33, 1, 16),
-                                            [](TiffSpec& s) {
+                                            [](TiffPlan& s) {
                                                 s.tile = 16;
                                                 s.compression = COMPRESSION_ADOBE_DEFLATE;
                                             })},
         TiffCase{"rgb8TilesSeparatePlanes", with(layout(33, 17, 3, 8),
-                                                 [](TiffSpec& s) {
+                                                 [](TiffPlan& s) {
                                                      s.tile = 16;
                                                      s.planar = PLANARCONFIG_SEPARATE;
                                                  })},
         TiffCase{"rgb16StripsSeparatePlanesLzw", with(layout(9, 10, 3, 16),
-                                                      [](TiffSpec& s) {
+                                                      [](TiffPlan& s) {
                                                           s.planar = PLANARCONFIG_SEPARATE;
                                                           s.compression = COMPRESSION_LZW;
                                                       })},
-        TiffCase{"rgbaAlphaDropped", with(layout(6, 5, 4, 8), [](TiffSpec& s) { s.extras = 1; })}),
+        TiffCase{"rgbaAlphaDropped", with(layout(6, 5, 4, 8), [](TiffPlan& s) { s.extras = 1; })}),
     [](const ::testing::TestParamInfo<TiffCase>& info) { return std::string(info.param.what); });
 
 TEST(TiffRead, WhiteIsZeroGreyIsTurnedOverWithANote) {
     ScratchDir dir;
-    TiffSpec spec = layout(3, 1, 1, 8);
-    spec.photometric = PHOTOMETRIC_MINISWHITE;
-    make_tiff(dir.file("a.tif"), spec, {0, 100, 255});
+    TiffPlan plan = layout(3, 1, 1, 8);
+    plan.photometric = PHOTOMETRIC_MINISWHITE;
+    make_tiff(dir.file("a.tif"), plan, {0, 100, 255});
     ReadNotes notes;
     EXPECT_EQ(ozu::tool::read_image_file(dir.file("a.tif"), &notes).samples,
               (std::vector<uint16_t>{255, 155, 0}));
@@ -436,10 +426,10 @@ TEST(TiffRead, WhiteIsZeroGreyIsTurnedOverWithANote) {
 
 TEST(TiffRead, PaletteComesThroughLibtiffsRgbaReaderWithANote) {
     ScratchDir dir;
-    TiffSpec spec = layout(3, 1, 1, 8);
-    spec.photometric = PHOTOMETRIC_PALETTE;
+    TiffPlan plan = layout(3, 1, 1, 8);
+    plan.photometric = PHOTOMETRIC_PALETTE;
     // 16-bit colour map entries, libtiff's RGBA reader takes their high byte.
-    make_tiff(dir.file("a.tif"), spec, {0, 2, 1},
+    make_tiff(dir.file("a.tif"), plan, {0, 2, 1},
               {0x1000, 0x2000, 0x3000, 0xFFFF, 0x0000, 0x8000, 0x0A00, 0x0B00, 0x0C00});
     ReadNotes notes;
     const Raster r = ozu::tool::read_image_file(dir.file("a.tif"), &notes);
@@ -451,9 +441,9 @@ TEST(TiffRead, PaletteComesThroughLibtiffsRgbaReaderWithANote) {
 
 TEST(TiffRead, FirstPageOfManyIsReadWithANote) {
     ScratchDir dir;
-    TiffSpec spec = layout(2, 1, 1, 8);
-    spec.pages = 3;
-    make_tiff(dir.file("a.tif"), spec, {5, 6});
+    TiffPlan plan = layout(2, 1, 1, 8);
+    plan.pages = 3;
+    make_tiff(dir.file("a.tif"), plan, {5, 6});
     ReadNotes notes;
     EXPECT_EQ(ozu::tool::read_image_file(dir.file("a.tif"), &notes).samples,
               (std::vector<uint16_t>{5, 6}));
@@ -463,9 +453,9 @@ TEST(TiffRead, FirstPageOfManyIsReadWithANote) {
 
 TEST(TiffRead, FloatSamplesAndDamagedFilesAreRefused) {
     ScratchDir dir;
-    TiffSpec spec = layout(2, 1, 1, 16);
-    spec.format = SAMPLEFORMAT_INT;
-    make_tiff(dir.file("signed.tif"), spec, {1, 2});
+    TiffPlan plan = layout(2, 1, 1, 16);
+    plan.format = SAMPLEFORMAT_INT;
+    make_tiff(dir.file("signed.tif"), plan, {1, 2});
     EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(dir.file("signed.tif")); }), ENOTSUP);
 
     make_tiff(dir.file("good.tif"), layout(64, 64, 3, 8), counting(64 * 64 * 3, 8));
@@ -586,10 +576,10 @@ TEST(ToolPipes, DamagedAndUnreadableInputsGiveOneLineAndNoFile) {
     std::vector<uint8_t> jpeg = make_jpeg(256, 256, 3, gradient(256, 256, 3));
     jpeg.resize(jpeg.size() * 2 / 3);
     tool_test::write_bytes(dir.file("cut.jpg"), jpeg);
-    TiffSpec spec = layout(4, 4, 3, 32);
-    spec.format = SAMPLEFORMAT_IEEEFP;
-    spec.planar = PLANARCONFIG_SEPARATE;
-    make_tiff(dir.file("float.tif"), spec, std::vector<uint16_t>(4 * 4 * 3, 0));
+    TiffPlan plan = layout(4, 4, 3, 32);
+    plan.format = SAMPLEFORMAT_IEEEFP;
+    plan.planar = PLANARCONFIG_SEPARATE;
+    make_tiff(dir.file("float.tif"), plan, std::vector<uint16_t>(4 * 4 * 3, 0));
     for (const char* name : {"cut.jpg", "float.tif"}) {
         const tool_test::Run run =
             tool_test::run_tool(dir, {"convert", "--to", "HSV", dir.file(name), dir.file("o.png")});

@@ -21,24 +21,13 @@ namespace {
 
 using ozu::tool::Raster;
 using ozu::tool::ReadNotes;
-using ozu::tool::ToolError;
 using tool_test::ScratchDir;
+using tool_test::thrown_code;
 
 std::vector<uint8_t> bytes_of(const std::string& header, std::initializer_list<int> samples) {
     std::vector<uint8_t> bytes(header.begin(), header.end());
     for (int v : samples) bytes.push_back(static_cast<uint8_t>(v));
     return bytes;
-}
-
-// The code of the ToolError that `call` throws, or 0.
-template <class Call>
-int32_t thrown_code(Call&& call) {
-    try {
-        call();
-    } catch (const ToolError& error) {
-        return error.code();
-    }
-    return 0;
 }
 
 TEST(PnmRead, EightBitP6SamplesComeAsTheyAre) {

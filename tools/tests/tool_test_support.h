@@ -22,6 +22,8 @@
 
 #include <ozu/base.h>
 
+#include "tool_error.h"
+
 #ifndef OZU_TOOL_PATH
 #error "OZU_TOOL_PATH must name the built ozu-color program"
 #endif
@@ -70,6 +72,17 @@ inline std::vector<uint8_t> read_bytes(const std::string& path) {
 inline void write_bytes(const std::string& path, const std::vector<uint8_t>& bytes) {
     std::ofstream out(path, std::ios::binary);
     out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+}
+
+// The code of the ToolError that `call` throws, or 0.
+template <class Call>
+int32_t thrown_code(Call&& call) {
+    try {
+        call();
+    } catch (const ozu::tool::ToolError& error) {
+        return error.code();
+    }
+    return 0;
 }
 
 struct Run {
