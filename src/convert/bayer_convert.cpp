@@ -116,12 +116,17 @@ public:
                                                     ~size_t{1});
         const size_t wholeUpTo = whole ? 2 * lines : lines;
         step_ = size_t(height) <= wholeUpTo ? height : int32_t(lines);
+        firstStep_ = whole ? step_ : std::min(step_, kFirstBandLines);
     }
     // Lines of the largest window, the size of the packed array.
-    int32_t window_lines() const { return first().window_lines(); }
+    int32_t window_lines() const { return step_ >= height_ ? height_ : std::min(height_, step_ + 2); }
+    // The first band is converted by the calling thread before the others
+    // are handed out (see BandConversion); when they are shared out it is
+    // kept short, so the other threads wait only for a few lines. Its step
+    // is even like the others.
     Band first() const {
         if (step_ >= height_) return {0, height_, 0, height_};
-        const int32_t end = step_ + 1;
+        const int32_t end = firstStep_ + 1;
         return {0, end, 0, std::min(height_, end + 1)};
     }
     Band next(const Band& b) const {
@@ -136,8 +141,10 @@ public:
     }
 
 private:
+    static constexpr int32_t kFirstBandLines = 8;
     int32_t height_;
     int32_t step_;
+    int32_t firstStep_;
 };
 
 // A CLPIMAGE holding a fresh all-zero record, or none when the record cannot
