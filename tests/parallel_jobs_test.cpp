@@ -134,14 +134,16 @@ TEST(ParallelRunner, HsvSourceGivesTheSerialBitsForEveryBandSizeAndOrder) {
 }
 
 TEST(ParallelRunner, ResultsLargerThanTheCachesGiveTheSerialBits) {
-    // Written around the caches when shared between threads: three byte
-    // planes of 48 MiB and more, and one 16-bit plane of as much.
+    // Written around the caches when shared between threads and the
+    // conversion moves 48 MiB or more: three byte planes, one 16-bit plane,
+    // and one byte plane from three.
     struct Case {
         int32_t width, height, type;
         uint32_t code;
     };
     for (const Case c : {Case{4096, 4097, BASE_TYPE_U8, COL_CODE(COL_RGB, COL_YCC)},
-                         Case{5003, 5031, BASE_TYPE_U16, COL_CODE(COL_RGB, COL_I)}}) {
+                         Case{5003, 5031, BASE_TYPE_U16, COL_CODE(COL_RGB, COL_I)},
+                         Case{4099, 3091, BASE_TYPE_U8, COL_CODE(COL_RGB, COL_I)}}) {
         Buffer rgb(make_image(c.width, c.height, 3, c.type));
         for (int32_t p = 0; p < 3; ++p) {
             if (c.type == BASE_TYPE_U8)

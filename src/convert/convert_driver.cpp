@@ -113,8 +113,11 @@ bool lines_apart(const Planes<const S>& in, const Planes<D>& out, int32_t n) {
     return true;
 }
 
-// Results of at least this many bytes are written around the caches.
-constexpr uint64_t kStreamResultBytes = uint64_t{48} << 20;
+// A conversion that reads and writes at least this many bytes, more than
+// the last-level caches hold, has its result written around them: the
+// result would only push the source out, and a store that misses the
+// caches would first read the line it fills.
+constexpr uint64_t kStreamBytes = uint64_t{48} << 20;
 
 // The intermediate lines of one walk: each plane's first kPieceWidth
 // values. A job works on a copy of its own.
@@ -361,18 +364,20 @@ bool tmpl_convert(int32_t source, int32_t destination, int32_t code, S*, D*) {
     const int32_t lines =
         height <= 0 ? 0 : std::min<int32_t>(dstHeight, (int64_t{height} - 1) / ratio + 1);
 
-    // A result larger than the caches is streamed out when the work is
+    // A conversion larger than the caches streams its result out when the work is
     // shared between threads, whose loads and stores then wait on memory
     // (on one thread the extra pass through the job's own line costs more
     // than it saves), and when the second step writes whole planes (one or
     // all three) and every pixel of them: not subHSV2RGB, which leaves some
     // as they were, nor a range adaptation, whose planes depend on both
     // buffers.
-    const uint64_t resultBytes = uint64_t(std::max(lines, 0)) * uint64_t(std::max(kernelWidth, 0)) *
-                                 uint64_t(std::min(dstPlanes, chain.second.writes)) * sizeof(D) *
-                                 uint64_t(std::max(ext2, 0)) * uint64_t(std::max(ext3, 0));
+    const uint64_t pixels = uint64_t(std::max(lines, 0)) * uint64_t(std::max(kernelWidth, 0)) *
+                            uint64_t(std::max(ext2, 0)) * uint64_t(std::max(ext3, 0));
+    const uint64_t movedBytes =
+        pixels * (uint64_t(std::min(dstPlanes, chain.second.writes)) * sizeof(D) +
+                  uint64_t(std::max(srcPlanes, 0)) * sizeof(S));
     const bool streamable = active_runner().runner != nullptr &&
-                            resultBytes >= kStreamResultBytes && chain.second &&
+                            movedBytes >= kStreamBytes && chain.second &&
                             !chain.bayer_cells && chain.second.plain != &subHSV2RGB<D, D> &&
                             chain.second.plain != &subReNormalize<D, D> &&
                             (chain.second.writes == 1 || chain.second.writes == 3);
