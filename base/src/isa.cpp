@@ -18,6 +18,8 @@ Isa widest_supported() noexcept {
     if (__builtin_cpu_supports("avx2")) return Isa::kAvx2;
     if (__builtin_cpu_supports("ssse3") && __builtin_cpu_supports("sse4.1")) return Isa::kSse4;
     return Isa::kBaseline;
+#elif OZU_BASE_NEON
+    return Isa::kBaseline;
 #else
     return Isa::kPlain;
 #endif
@@ -30,6 +32,9 @@ Isa choose() noexcept {
     Isa asked = widest;
     if (std::strcmp(name, "scalar") == 0)
         asked = Isa::kPlain;
+    else if (std::strcmp(name, "neon") == 0 || std::strcmp(name, "sve") == 0 ||
+             std::strcmp(name, "sve2") == 0)
+        asked = OZU_BASE_NEON ? Isa::kBaseline : widest;
     else if (std::strcmp(name, "sse2") == 0)
         asked = Isa::kBaseline;
     else if (std::strcmp(name, "sse4") == 0)

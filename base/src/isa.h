@@ -5,22 +5,28 @@
 // loop is the same operation on more bytes at a time and gives the same bits.
 // Which versions run follows the environment variable OZU_CPU_TARGET, read at
 // first use, with the names the colour library uses for its own choice:
-// "scalar" runs the plain loops, "sse2" adds the vectors of the x86-64
-// baseline (SSE2), "sse4" the byte shuffles of SSSE3 and SSE4.1, "avx2"
-// 256-bit vectors, "avx512" also 512-bit ones; a name the processor cannot run, an unknown name or none at
-// all gives the widest set the processor and the operating system support.
-// Elsewhere than on x86 only the plain loops exist: the host carries no
-// Highway, and its x86 versions (SSE2 and AVX2 runs of the Bayer demosaic,
-// byte shuffles of the point operations) stay hand-written until a single
-// Highway body is shown by bench/compare to keep their speed. On ARM the
-// bitwise point operations' 32-byte vector types still become NEON code.
+// "scalar" runs the plain loops everywhere. On x86-64 "sse2" adds the vectors
+// of the baseline (SSE2), "sse4" the byte shuffles of SSSE3 and SSE4.1,
+// "avx2" 256-bit vectors, "avx512" also 512-bit ones. On 64-bit ARM every
+// processor has NEON, the baseline there: "neon", "sve" and "sve2" all run
+// the NEON loops (the host's loops are byte averages, blends, interleaved
+// stores and table lookups, which NEON does in 128 bits as well as SVE's
+// wider vectors would, and SVE lacks NEON's four-register table lookup).
+// A name the processor cannot run, an unknown name or none at all gives the
+// widest set the processor and the operating system support. Other
+// processors run the plain loops.
+//
+// The vector versions are written with each architecture's own intrinsics,
+// not with Highway as the colour library's kernels are: the host is the one
+// library every tool, test and cross build links, it builds where Highway is
+// absent (32-bit PowerPC), and its vector loops are few and short.
 #pragma once
 
 namespace ozu::base {
 
 enum class Isa : int {
     kPlain = 0,       // the plain loops only
-    kBaseline = 1,    // vectors every host of the build has (SSE2 on x86-64)
+    kBaseline = 1,    // vectors every host of the build has (SSE2 on x86-64, NEON on ARM)
     kSse4 = 2,        // SSSE3 and SSE4.1 (byte shuffles)
     kAvx2 = 3,        // AVX2
     kAvx512Vbmi = 4,  // AVX-512 F, BW, VL and VBMI (byte permutes)
@@ -47,4 +53,9 @@ inline bool isa_allows(Isa level) noexcept {
     __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi")))
 #else
 #define OZU_BASE_X86 0
+#endif
+#if defined(__aarch64__) && defined(__ARM_NEON)
+#define OZU_BASE_NEON 1
+#else
+#define OZU_BASE_NEON 0
 #endif

@@ -3,13 +3,14 @@
 // The bitwise loops are written once, as blocks of 32 bytes that are read
 // whole into vector values before the block is written, so a result that is
 // one of its operands is still read before it is written.
-// The same body is compiled for the baseline and, with the AVX2 target on
-// the calling function, for 256-bit vectors.
+// The same body is compiled for the baseline (SSE2 on x86-64, NEON on ARM)
+// and, with the AVX2 target on the calling function, for 256-bit vectors.
 //
 // The 256-entry byte table has no plain vector form: on processors with
 // AVX-512 VBMI two 128-entry byte permutes and a blend on the top index bit
 // look up 64 bytes at once; with AVX2 (SSSE3) sixteen 16-entry byte shuffles
-// look up 32 (16); elsewhere the plain loop runs.
+// look up 32 (16); on ARM four 64-entry lookups of four registers each look
+// up 16; elsewhere the plain loop runs.
 #include "point_kernels.h"
 
 #include <cstring>
@@ -18,6 +19,9 @@
 
 #if OZU_BASE_X86
 #include <immintrin.h>
+#endif
+#if OZU_BASE_NEON
+#include <arm_neon.h>
 #endif
 
 namespace ozu::base {
@@ -137,6 +141,33 @@ OZU_BASE_TARGET_AVX512VBMI void map_bytes_vbmi(const uint8_t* in, uint8_t* out,
 }
 #endif
 
+#if OZU_BASE_NEON
+// Four quarters of the table, 64 entries in four registers each. An index
+// outside a lookup's 64 entries leaves the lane as it was (the extending
+// form, vqtbx4q), so each quarter fills only the lanes of its own indices:
+// the first by the index itself, the others by the index less 64, 128, 192,
+// which wraps the earlier quarters' indices out of range.
+void map_bytes_neon(const uint8_t* in, uint8_t* out, std::size_t count, const uint8_t* table) {
+    const uint8x16x4_t q0 = vld1q_u8_x4(table);
+    const uint8x16x4_t q1 = vld1q_u8_x4(table + 64);
+    const uint8x16x4_t q2 = vld1q_u8_x4(table + 128);
+    const uint8x16x4_t q3 = vld1q_u8_x4(table + 192);
+    const uint8x16_t quarter = vdupq_n_u8(64);
+    std::size_t k = 0;
+    for (; k + 16 <= count; k += 16) {
+        const uint8x16_t idx = vld1q_u8(in + k);
+        uint8x16_t r = vqtbl4q_u8(q0, idx);
+        const uint8x16_t i1 = vsubq_u8(idx, quarter);
+        r = vqtbx4q_u8(r, q1, i1);
+        const uint8x16_t i2 = vsubq_u8(i1, quarter);
+        r = vqtbx4q_u8(r, q2, i2);
+        r = vqtbx4q_u8(r, q3, vsubq_u8(i2, quarter));
+        vst1q_u8(out + k, r);
+    }
+    for (; k < count; ++k) out[k] = table[in[k]];
+}
+#endif
+
 }  // namespace
 
 void bitwise_bytes_plain(Bitwise op, const uint8_t* a, const uint8_t* b, uint8_t* r,
@@ -190,6 +221,12 @@ void map_bytes(const uint8_t* in, uint8_t* out, std::size_t count,
     }
     if (isa_allows(Isa::kSse4)) {
         map_bytes_sse4(in, out, count, table);
+        return;
+    }
+#endif
+#if OZU_BASE_NEON
+    if (isa_allows(Isa::kBaseline)) {
+        map_bytes_neon(in, out, count, table);
         return;
     }
 #endif
