@@ -1,8 +1,12 @@
-// libozu_threads: the ready runner. A run is shared out by an atomic job
-// counter between the thread that asks for it (thread 0) and the pool's
-// workers (threads 1 .. n-1), so a worker that finishes early takes the next
-// band instead of waiting for a fixed share. Runs asked for by several
-// threads at once take turns: the pool's threads serve one run at a time.
+// libozu_threads: the ready runner. A run's jobs are cut into one share of
+// consecutive jobs per thread, the thread that asks for it (thread 0) and
+// the pool's workers (threads 1 .. n-1); each thread takes the jobs of its
+// own share in order, then those left in the others' shares, so a thread
+// that finishes early helps instead of waiting. Shares cut the same way on
+// every run give a thread the same part of an image frame after frame,
+// whose lines are then still in the caches nearest that thread's core.
+// Runs asked for by several threads at once take turns: the pool's threads
+// serve one run at a time.
 #include <ozu/thread_pool.h>
 
 #include <algorithm>
@@ -61,6 +65,7 @@ public:
     // refuses a thread.
     bool start() {
         try {
+            shares_ = std::vector<Share>(threads_);
             for (uint32_t t = 1; t < threads_; ++t) workers_.emplace_back([this, t] { serve(t); });
         } catch (...) {
             return false;
@@ -89,8 +94,11 @@ public:
         // a worker reads it only after it has seen that number.
         opaque_.store(opaque, std::memory_order_relaxed);
         func_.store(func, std::memory_order_relaxed);
-        next_.store(start, std::memory_order_relaxed);
-        end_.store(end, std::memory_order_relaxed);
+        for (uint32_t t = 0; t < used; ++t) {
+            shares_[t].next.store(start + uint32_t(uint64_t(jobs) * t / used),
+                                  std::memory_order_relaxed);
+            shares_[t].end = start + uint32_t(uint64_t(jobs) * (t + 1) / used);
+        }
         used_.store(used, std::memory_order_relaxed);
         busy_.store(used - 1, std::memory_order_relaxed);
         {
@@ -113,11 +121,14 @@ private:
     void take_jobs(uint32_t thread) {
         void* const opaque = opaque_.load(std::memory_order_relaxed);
         const OZU_ParallelRunFunction func = func_.load(std::memory_order_relaxed);
-        const uint32_t end = end_.load(std::memory_order_relaxed);
-        for (;;) {
-            const uint32_t job = next_.fetch_add(1, std::memory_order_relaxed);
-            if (job >= end) return;
-            func(opaque, job, thread);
+        const uint32_t used = used_.load(std::memory_order_relaxed);
+        for (uint32_t k = 0; k < used; ++k) {
+            Share& share = shares_[(thread + k) % used];
+            for (;;) {
+                const uint32_t job = share.next.fetch_add(1, std::memory_order_relaxed);
+                if (job >= share.end) break;
+                func(opaque, job, thread);
+            }
         }
     }
 
@@ -155,8 +166,13 @@ private:
     // The current run.
     std::atomic<void*> opaque_{nullptr};
     std::atomic<OZU_ParallelRunFunction> func_{nullptr};
-    std::atomic<uint32_t> next_{0};
-    std::atomic<uint32_t> end_{0};
+    // One share of the run's jobs per thread, each on its own cache line:
+    // the next job not yet taken, and the end.
+    struct alignas(64) Share {
+        std::atomic<uint32_t> next{0};
+        uint32_t end = 0;
+    };
+    std::vector<Share> shares_;
     std::atomic<uint32_t> used_{1};
     std::atomic<uint32_t> busy_{0};  // workers of the run still taking jobs
 };
