@@ -6,6 +6,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -102,6 +104,34 @@ TEST(ThreadPool, RunsBackToBackAfterPausesAndWithJobsOutlastingTheWatch) {
     };
     EXPECT_EQ(OZU_ThreadPoolRunner(pool, &done, nullptr, slow, 0, 9), 0);
     EXPECT_EQ(done, 9);
+    OZU_ThreadPoolDestroy(pool);
+}
+
+// Runs on few threads and on all in turn, so that workers left out of one
+// run are often still looking when the next, which calls them, is
+// published: each must take part in that run once, not again under the
+// earlier run's number (which would let a run end with jobs still going,
+// or never end). A run that never ends fails the test here rather than at
+// the test driver's time limit.
+TEST(ThreadPool, WorkersLeftOutOfOneRunTakePartInTheNextOnce) {
+    void* pool = OZU_ThreadPoolCreate(8);
+    ASSERT_NE(pool, nullptr);
+    auto rounds = std::async(std::launch::async, [pool] {
+        int wrong = 0;
+        for (int round = 0; round < 3000; ++round) {
+            const uint32_t n = round % 2 == 0 ? 2 : 8;
+            Jobs jobs(n);
+            if (OZU_ThreadPoolRunner(pool, &jobs, count_init, count_job, 0, n) != 0) ++wrong;
+            for (auto& c : jobs.counts) wrong += c != 1;
+            wrong += jobs.badThread != 0u;
+        }
+        return wrong;
+    });
+    if (rounds.wait_for(std::chrono::minutes(3)) != std::future_status::ready) {
+        ADD_FAILURE() << "a run of the pool never ended";
+        std::_Exit(1);
+    }
+    EXPECT_EQ(rounds.get(), 0);
     OZU_ThreadPoolDestroy(pool);
 }
 

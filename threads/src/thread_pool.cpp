@@ -100,12 +100,19 @@ public:
             shares_[t].end = start + uint32_t(uint64_t(jobs) * (t + 1) / used);
         }
         used_.store(used, std::memory_order_relaxed);
+        // Each worker is told by name whether it takes part: the number the
+        // run is published under, or 0, which names no run. Only run()
+        // changes that number, one run at a time.
+        uint32_t generation = generation_.load(std::memory_order_relaxed) + 1;
+        if (generation == 0) generation = 1;
+        for (uint32_t t = 1; t < threads_; ++t)
+            shares_[t].run.store(t < used ? generation : 0, std::memory_order_relaxed);
         busy_.store(used - 1, std::memory_order_relaxed);
         {
             // Under the lock, so that a worker about to sleep either sees
             // the new number or is already waiting when the notice comes.
             std::lock_guard<std::mutex> lock(mutex_);
-            generation_.fetch_add(1, std::memory_order_release);
+            generation_.store(generation, std::memory_order_release);
         }
         wake_.notify_all();
         take_jobs(0);
@@ -146,7 +153,12 @@ private:
             if (stopping_.load(std::memory_order_acquire)) return;
             seen = generation_.load(std::memory_order_acquire);
             // A run on fewer threads than the pool has leaves this one out.
-            if (thread >= used_.load(std::memory_order_relaxed)) continue;
+            // Whether it does is read from this thread's own entry, which
+            // names the run it was called to, not from the run's thread
+            // count: a worker left out of one run that looks late may find
+            // the count of the next run already there, and would then take
+            // part in that run twice, once under each number.
+            if (shares_[thread].run.load(std::memory_order_relaxed) != seen) continue;
             take_jobs(thread);
             if (busy_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
                 std::lock_guard<std::mutex> lock(mutex_);
@@ -162,7 +174,9 @@ private:
     std::condition_variable wake_;
     std::condition_variable done_;
     std::atomic<bool> stopping_{false};
-    std::atomic<uint32_t> generation_{0};  // compared for change only: wraps freely
+    // The number of the current run, compared for change only: it wraps
+    // freely, past 0 (never a run's number).
+    std::atomic<uint32_t> generation_{0};
     // The current run.
     std::atomic<void*> opaque_{nullptr};
     std::atomic<OZU_ParallelRunFunction> func_{nullptr};
@@ -171,6 +185,9 @@ private:
     struct alignas(64) Share {
         std::atomic<uint32_t> next{0};
         uint32_t end = 0;
+        // For worker `thread`: the number of the run it is called to, 0
+        // when it is left out of the current run.
+        std::atomic<uint32_t> run{0};
     };
     std::vector<Share> shares_;
     std::atomic<uint32_t> used_{1};
