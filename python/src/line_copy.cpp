@@ -10,31 +10,34 @@ namespace {
 // for AVX2 and the baseline, chosen once by the loader (GCC's target
 // clones): a gather or scatter of stride 3 is a chain of byte shuffles,
 // which AVX2 does twice as wide as SSE2 and without the extra unpacking.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#if defined(__x86_64__) && defined(__GNUC__)
 #define OZU_LINE_CLONES __attribute__((target_clones("avx2", "default")))
 #else
 #define OZU_LINE_CLONES
 #endif
 
-template <class E>
-OZU_LINE_CLONES void split_line(const E* __restrict in, E* __restrict p0, E* __restrict p1,
-                                E* __restrict p2, int32_t width) {
-    for (int32_t x = 0; x < width; ++x) {
-        p0[x] = in[3 * x];
-        p1[x] = in[3 * x + 1];
-        p2[x] = in[3 * x + 2];
+// One overload per element type rather than a template: Clang makes no
+// target clones of a template.
+#define OZU_SPLIT_JOIN(E)                                                                  \
+    OZU_LINE_CLONES void split_line(const E* __restrict in, E* __restrict p0,              \
+                                    E* __restrict p1, E* __restrict p2, int32_t width) {   \
+        for (int32_t x = 0; x < width; ++x) {                                              \
+            p0[x] = in[3 * x];                                                             \
+            p1[x] = in[3 * x + 1];                                                         \
+            p2[x] = in[3 * x + 2];                                                         \
+        }                                                                                  \
+    }                                                                                      \
+    OZU_LINE_CLONES void join_line(const E* __restrict p0, const E* __restrict p1,         \
+                                   const E* __restrict p2, E* __restrict out, int32_t width) { \
+        for (int32_t x = 0; x < width; ++x) {                                              \
+            out[3 * x] = p0[x];                                                            \
+            out[3 * x + 1] = p1[x];                                                        \
+            out[3 * x + 2] = p2[x];                                                        \
+        }                                                                                  \
     }
-}
-
-template <class E>
-OZU_LINE_CLONES void join_line(const E* __restrict p0, const E* __restrict p1,
-                               const E* __restrict p2, E* __restrict out, int32_t width) {
-    for (int32_t x = 0; x < width; ++x) {
-        out[3 * x] = p0[x];
-        out[3 * x + 1] = p1[x];
-        out[3 * x + 2] = p2[x];
-    }
-}
+OZU_SPLIT_JOIN(uint8_t)
+OZU_SPLIT_JOIN(uint16_t)
+#undef OZU_SPLIT_JOIN
 
 template <class E>
 void split_lines(const ArrayImage& image, int32_t block, int32_t y, int32_t n,
