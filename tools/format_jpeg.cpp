@@ -67,6 +67,7 @@ struct JpegReadState {
     uint32_t height = 0;
     int channels = 0;
     J_COLOR_SPACE space = JCS_UNKNOWN;
+    bool arithmetic = false;  // arithmetic rather than Huffman coding
     bool tooLarge = false;
     long warnings = 0;
 };
@@ -79,15 +80,15 @@ bool jpeg_open_core(jpeg_decompress_struct& info, JpegErrors& errors, std::FILE*
     s.width = info.image_width;
     s.height = info.image_height;
     s.space = info.jpeg_color_space;
-    if (s.width == 0 || s.height == 0 || s.width > uint32_t(kMaxSide) ||
-        s.height > uint32_t(kMaxSide)) {
-        s.tooLarge = true;
-        return true;
-    }
-    // Grey stays grey; YCbCr and RGB come out as RGB. CMYK and YCCK (from
-    // printing workflows) would need the ink model of the file's profile to
-    // become RGB; they are refused by the caller.
-    if (info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK) return true;
+    s.arithmetic = info.arith_code != 0;
+    s.tooLarge = s.width == 0 || s.height == 0 || s.width > uint32_t(kMaxSide) ||
+                 s.height > uint32_t(kMaxSide);
+    return true;
+}
+
+// Starts the decompression of a file whose header was read and accepted.
+bool jpeg_start_core(jpeg_decompress_struct& info, JpegErrors& errors, JpegReadState& s) {
+    if (setjmp(errors.back)) return false;
     info.out_color_space = info.jpeg_color_space == JCS_GRAYSCALE ? JCS_GRAYSCALE : JCS_RGB;
     jpeg_start_decompress(&info);
     s.channels = info.output_components;
@@ -141,10 +142,24 @@ public:
     JpegRows(std::FILE* file, std::string name) : file_(file), name_(std::move(name)) {
         if (!jpeg_open_core(d_.info, d_.errors, file, state_)) fail();
         check_size(name_, state_.width, state_.height);
+        // Grey stays grey; YCbCr and RGB come out as RGB. CMYK and YCCK
+        // (from printing workflows) would need the ink model of the file's
+        // profile to become RGB.
         if (state_.space == JCS_CMYK || state_.space == JCS_YCCK)
             throw ToolError(ENOTSUP, quoted(name_) +
                                          " is a CMYK JPEG; the tool reads grey and colour (YCbCr "
                                          "or RGB) JPEG files");
+        // Before libjpeg allocates for the whole picture (a progressive file
+        // is held whole), a header that promises more than the file can hold
+        // is refused. Huffman codes are at least a bit long and every 8 x 8
+        // block of a component has codes of its own. The component sampled
+        // most finely across has blocks of at most 8 x 32 pixels (sampling
+        // factors run from 1 to 4), so a byte of file holds at most 8 of
+        // its blocks: 2048 pixels. Arithmetic coding has no such floor.
+        if (!state_.arithmetic)
+            check_data_fits(file, name_,
+                            {int32_t(state_.width), int32_t(state_.height), 3, 8}, 3 * 2048);
+        if (!jpeg_start_core(d_.info, d_.errors, state_)) fail();
         if (state_.channels != 1 && state_.channels != 3)
             throw ToolError(ENOTSUP, quoted(name_) + " is a JPEG of a kind the tool does not read");
         shape_ = {int32_t(state_.width), int32_t(state_.height), state_.channels, 8};

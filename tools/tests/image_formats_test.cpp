@@ -216,6 +216,73 @@ TEST(JpegRead, CmykDamagedAndTruncatedFilesAreRefused) {
     EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(dir.file("short.jpg")); }), EIO);
 }
 
+// The message of the ToolError that `call` throws, or "".
+template <class Call>
+std::string thrown_message(Call&& call) {
+    try {
+        call();
+    } catch (const ozu::tool::ToolError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+// `file` with the size in its frame header changed to width x height.
+std::vector<uint8_t> with_frame_size(std::vector<uint8_t> file, uint16_t width, uint16_t height) {
+    for (size_t k = 0; k + 9 < file.size(); ++k) {
+        // Baseline (C0) or progressive (C2) frame: marker, length, precision,
+        // height, width, all big-endian.
+        if (file[k] == 0xFF && (file[k + 1] == 0xC0 || file[k + 1] == 0xC2)) {
+            file[k + 5] = uint8_t(height >> 8);
+            file[k + 6] = uint8_t(height);
+            file[k + 7] = uint8_t(width >> 8);
+            file[k + 8] = uint8_t(width);
+            return file;
+        }
+    }
+    ADD_FAILURE() << "no frame header";
+    return file;
+}
+
+TEST(JpegRead, AHeaderPromisingMoreThanTheFileCanHoldIsRefusedBeforeAllocating) {
+    // A 16 x 16 picture whose header says 30000 x 30000: 2.7 GB of samples
+    // cannot come out of a few hundred bytes of Huffman codes, so the file
+    // is refused as damaged before libjpeg or the reader allocate for them.
+    ScratchDir dir;
+    for (bool progressive : {false, true}) {
+        for (int components : {1, 3}) {
+            const auto file = with_frame_size(
+                make_jpeg(16, 16, components, gradient(16, 16, components), progressive), 30000,
+                30000);
+            tool_test::write_bytes(dir.file("big.jpg"), file);
+            EXPECT_NE(thrown_message([&] { ozu::tool::read_image_file(dir.file("big.jpg")); })
+                          .find("the header promises more pixels than the file holds"),
+                      std::string::npos)
+                << "progressive " << progressive << ", components " << components;
+            EXPECT_EQ(thrown_code([&] { ozu::tool::read_image_file(dir.file("big.jpg")); }), EIO);
+        }
+    }
+}
+
+TEST(JpegRead, TheMostCompressedPicturesAreStillRead) {
+    // One grey level over 2048 x 2048: the fewest bits a block can take,
+    // baseline and progressive, grey and colour, and still within what the
+    // reader's check allows.
+    ScratchDir dir;
+    for (bool progressive : {false, true}) {
+        for (int components : {1, 3}) {
+            const std::vector<uint8_t> flat(size_t(2048) * 2048 * components, 77);
+            tool_test::write_bytes(dir.file("flat.jpg"),
+                                   make_jpeg(2048, 2048, components, flat, progressive));
+            const Raster r = ozu::tool::read_image_file(dir.file("flat.jpg"));
+            EXPECT_EQ(r.width, 2048);
+            EXPECT_EQ(r.height, 2048);
+            EXPECT_EQ(r.channels, components);
+            EXPECT_EQ(r.at(2047, 2047, 0), 77) << "progressive " << progressive;
+        }
+    }
+}
+
 TEST(JpegWrite, EveryChromaSampleIsKeptAndTheImageComesBackClose) {
     ScratchDir dir;
     Raster r(40, 24, 3, 8);
