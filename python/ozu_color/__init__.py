@@ -81,9 +81,11 @@ def convert(img, to, frm="RGB", dtype=None, *, layout="interleaved", out=None, t
 def twist(img, matrix, dtype=None, *, layout="interleaved", out=None, threads=None):
     """Applies a colour twist: a 4 x 4 matrix of coefficients.
 
-    Each result channel k is ``m[k][0] c0 + m[k][1] c1 + m[k][2] c2 +
-    m[k][3] x max`` in 13-bit fixed point (coefficients truncated to
-    multiples of 1/8192), wrapping in 32 bits; row 3 is not used.
+    Each result channel k is ``m[0][k] c0 + m[1][k] c1 + m[2][k] c2 +
+    8192 m[3][k]`` in 13-bit fixed point (coefficients truncated to
+    multiples of 1/8192), wrapping in 32 bits, then clamped to the result's
+    range: rows 0 to 2 weigh the source channels, row 3 is an offset (1.0
+    adds 8192 levels), and column 3 is not used.
 
     Args:
         img: a three-plane image.

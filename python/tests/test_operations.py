@@ -225,3 +225,16 @@ def test_convert_from_bayer_reads_the_default_pattern():
     assert_same(ozu_color.convert(raw, "RGB", "Bayer"), ozu_color.demosaic(raw, "GRBG"))
     assert not np.array_equal(ozu_color.convert(raw, "RGB", "Bayer"),
                               ozu_color.demosaic(raw, "RGGB"))
+
+
+def test_twist_rows_weigh_source_channels_and_row_3_is_an_offset():
+    # As documented: result channel k = m[0][k] c0 + m[1][k] c1 + m[2][k] c2
+    # + 8192 m[3][k]; column 3 is not read.
+    img = np.array([[[10, 20, 30]]], dtype=np.uint8)
+    m = np.zeros((4, 4))
+    m[0][1] = m[1][2] = m[2][0] = 1
+    m[0][3] = 0.5
+    assert ozu_color.twist(img, m).tolist() == [[[30, 10, 20]]]
+    m = np.eye(4)
+    m[3][0] = 5 / 8192
+    assert ozu_color.twist(img, m).tolist() == [[[15, 20, 30]]]
