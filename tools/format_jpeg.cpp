@@ -68,7 +68,6 @@ struct JpegReadState {
     int channels = 0;
     J_COLOR_SPACE space = JCS_UNKNOWN;
     bool arithmetic = false;  // arithmetic rather than Huffman coding
-    bool tooLarge = false;
     long warnings = 0;
 };
 
@@ -81,8 +80,6 @@ bool jpeg_open_core(jpeg_decompress_struct& info, JpegErrors& errors, std::FILE*
     s.height = info.image_height;
     s.space = info.jpeg_color_space;
     s.arithmetic = info.arith_code != 0;
-    s.tooLarge = s.width == 0 || s.height == 0 || s.width > uint32_t(kMaxSide) ||
-                 s.height > uint32_t(kMaxSide);
     return true;
 }
 

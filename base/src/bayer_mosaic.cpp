@@ -168,6 +168,19 @@ bool identity_tables(const uint8_t (*lut)[256]) {
     return true;
 }
 
+// Packs `n` pixels of demosaiced samples r, g, b into R, G, B, 255 at `p`
+// through the tables: the vector runs' way out when the tables are not the
+// identity.
+inline void pack_through_tables(uint8_t* p, const uint8_t* r, const uint8_t* g,
+                                const uint8_t* b, int n, const uint8_t (*lut)[256]) {
+    for (int k = 0; k < n; ++k) {
+        p[4 * k] = lut[0][r[k]];
+        p[4 * k + 1] = lut[1][g[k]];
+        p[4 * k + 2] = lut[2][b[k]];
+        p[4 * k + 3] = 255;
+    }
+}
+
 #if OZU_BASE_X86
 OZU_BASE_TARGET_AVX2 inline __m256i load32(const uint8_t* p) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
@@ -261,12 +274,7 @@ OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t widt
             _mm256_store_si256(reinterpret_cast<__m256i*>(rs), r);
             _mm256_store_si256(reinterpret_cast<__m256i*>(gs), g);
             _mm256_store_si256(reinterpret_cast<__m256i*>(bs), b);
-            for (int k = 0; k < 32; ++k) {
-                p[4 * k] = lut[0][rs[k]];
-                p[4 * k + 1] = lut[1][gs[k]];
-                p[4 * k + 2] = lut[2][bs[k]];
-                p[4 * k + 3] = 255;
-            }
+            pack_through_tables(p, rs, gs, bs, 32, lut);
         }
     }
 #undef OZU_PICK
@@ -349,12 +357,7 @@ OZU_BASE_TARGET_SSE2 size_t rgb32_run_sse2(const Lines& l, size_t x, size_t widt
             _mm_store_si128(reinterpret_cast<__m128i*>(rs), r);
             _mm_store_si128(reinterpret_cast<__m128i*>(gs), g);
             _mm_store_si128(reinterpret_cast<__m128i*>(bs), b);
-            for (int k = 0; k < 16; ++k) {
-                p[4 * k] = lut[0][rs[k]];
-                p[4 * k + 1] = lut[1][gs[k]];
-                p[4 * k + 2] = lut[2][bs[k]];
-                p[4 * k + 3] = 255;
-            }
+            pack_through_tables(p, rs, gs, bs, 16, lut);
         }
     }
 #undef OZU_PICK
@@ -414,12 +417,7 @@ size_t rgb32_run_neon(const Lines& l, size_t x, size_t width, bool colourAtEven,
             vst1q_u8(rs, rgba.val[0]);
             vst1q_u8(gs, rgba.val[1]);
             vst1q_u8(bs, rgba.val[2]);
-            for (int k = 0; k < 16; ++k) {
-                p[4 * k] = lut[0][rs[k]];
-                p[4 * k + 1] = lut[1][gs[k]];
-                p[4 * k + 2] = lut[2][bs[k]];
-                p[4 * k + 3] = 255;
-            }
+            pack_through_tables(p, rs, gs, bs, 16, lut);
         }
     }
     return x;
@@ -431,8 +429,9 @@ class Rgb32Sink {
 public:
     Rgb32Sink(const uint8_t (*lut)[256], const TIMAGE& dst)
         : lut_(lut), dst_(dst), identity_(identity_tables(lut)),
-          stream_(OZU_BASE_X86 && identity_ && uint64_t(uint32_t(dst.lineBytes)) * uint32_t(dst.height) >=
-                                   kStreamBytes &&
+          // Streamed stores exist on x86 only.
+          stream_(OZU_BASE_X86 && identity_ &&
+                  uint64_t(uint32_t(dst.lineBytes)) * uint32_t(dst.height) >= kStreamBytes &&
                   dst.lineBytes % 4 == 0 && (reinterpret_cast<uintptr_t>(dst.pixels) & 3) == 0) {}
     ~Rgb32Sink() {
 #if OZU_BASE_X86

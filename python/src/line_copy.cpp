@@ -2,8 +2,12 @@
 
 #include <cstring>
 
+// x86-64 with GCC or Clang: target clones and AVX2 functions in one build.
 #if defined(__x86_64__) && defined(__GNUC__)
+#define OZU_LINE_X86 1
 #include <immintrin.h>
+#else
+#define OZU_LINE_X86 0
 #endif
 
 namespace ozu::python {
@@ -15,7 +19,7 @@ namespace {
 // gather or scatter of stride 3 is a chain of byte shuffles, which AVX2 does
 // twice as wide as SSE2 and without the extra unpacking. Byte lines, the
 // common case, take whole steps of hand-written AVX2 shuffles first (below).
-#if defined(__x86_64__) && defined(__GNUC__)
+#if OZU_LINE_X86
 #define OZU_LINE_CLONES __attribute__((target_clones("avx2", "default")))
 #else
 #define OZU_LINE_CLONES
@@ -44,7 +48,7 @@ OZU_SPLIT_JOIN(uint8_t)
 OZU_SPLIT_JOIN(uint16_t)
 #undef OZU_SPLIT_JOIN
 
-#if defined(__x86_64__) && defined(__GNUC__)
+#if OZU_LINE_X86
 // Bytes of three channels with AVX2, 32 pixels a step: each 128-bit lane
 // holds 16 pixels (48 bytes in three loads) and gathers or scatters one
 // channel with three byte shuffles, so the lanes never need to cross. The
@@ -132,7 +136,7 @@ bool has_avx2() {
 // Byte lines: whole steps with AVX2 where the processor has it, the rest by
 // the plain loops.
 void split_line(const uint8_t* in, uint8_t* p0, uint8_t* p1, uint8_t* p2, int32_t width) {
-#if defined(__x86_64__) && defined(__GNUC__)
+#if OZU_LINE_X86
     const int32_t done = has_avx2() ? split_bytes_avx2(in, p0, p1, p2, width) : 0;
 #else
     const int32_t done = 0;
@@ -142,7 +146,7 @@ void split_line(const uint8_t* in, uint8_t* p0, uint8_t* p1, uint8_t* p2, int32_
 
 void join_line(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2, uint8_t* out,
                int32_t width) {
-#if defined(__x86_64__) && defined(__GNUC__)
+#if OZU_LINE_X86
     const int32_t done = has_avx2() ? join_bytes_avx2(p0, p1, p2, out, width) : 0;
 #else
     const int32_t done = 0;
