@@ -68,6 +68,48 @@ size_t exact_bytes(int32_t width, int32_t height, int32_t lineBytes, int32_t byt
     return size_t(height - 1) * size_t(lineBytes) + size_t(width) * size_t(bytesPerPixel);
 }
 
+// The same demosaic into three exactly sized planes, lines [first, end):
+// refused when the image or the range is invalid, otherwise those lines
+// hold bytes 0, 1 and 2 of the packed result and every other byte of the
+// planes is left alone.
+void planes_demosaic(const TIMAGE* raw, bool tables, const double (&lut)[6], int32_t parity,
+                     bool valid, const uint8_t* packed, int32_t packedPitch, int32_t pitch,
+                     int32_t first, int32_t end) {
+    const int32_t width = raw->width, height = raw->height;
+    const size_t size = exact_bytes(width, height, pitch, 1);
+    uint8_t* memory[3];
+    TIMAGE images[3];
+    for (int c = 0; c < 3; ++c) {
+        memory[c] = static_cast<uint8_t*>(std::malloc(size));
+        if (memory[c] == nullptr) fail("out of memory");
+        std::memset(memory[c], 0xA5, size);
+        images[c] = TIMAGE{memory[c], width, height, pitch, 8, 0};
+    }
+    TIMAGE* const planes[3] = {&images[0], &images[1], &images[2]};
+    bool refused = false;
+    try {
+        CBMConvert converter;
+        converter.SetParity(parity);
+        if (tables) converter.SetupLUTs(lut[0], lut[1], lut[2], lut[3], lut[4], lut[5]);
+        converter.RawToPlanes8(raw, planes, first, end);
+    } catch (const std::invalid_argument&) {
+        refused = true;
+    }
+    const bool inRange = valid && first >= 0 && end <= height && first <= end;
+    if (inRange && refused) fail("the planar converter refused a valid image and range");
+    if (!inRange && !refused) fail("the planar converter accepted an invalid image or range");
+    for (int c = 0; c < 3 && inRange; ++c) {
+        for (size_t k = 0; k < size; ++k) {
+            const size_t y = k / size_t(pitch), x = k % size_t(pitch);
+            const bool written = y >= size_t(first) && y < size_t(end) && x < size_t(width);
+            const uint8_t want =
+                written ? packed[y * size_t(packedPitch) + 4 * x + size_t(c)] : uint8_t(0xA5);
+            if (memory[c][k] != want) fail("the planes differ from the packed demosaic");
+        }
+    }
+    for (uint8_t* m : memory) std::free(m);
+}
+
 void host_demosaic(FuzzedDataProvider& in) {
     // Sizes below 2 are invalid and must be refused; everything else is kept
     // small.
@@ -83,6 +125,10 @@ void host_demosaic(FuzzedDataProvider& in) {
     const bool tables = in.ConsumeBool();
     double lut[6];
     for (double& v : lut) v = pick_double(in, -300.0, 300.0);
+    // The planar form converts a range of lines, valid or not.
+    const int32_t rangeFirst = in.ConsumeIntegralInRange<int32_t>(-1, 49);
+    const int32_t rangeEnd = in.ConsumeIntegralInRange<int32_t>(-1, 49);
+    const int32_t planePitch = width + in.ConsumeIntegralInRange<int32_t>(0, 9);
 
     // Heap blocks of exactly the described size: a read past the last pixel
     // is caught. Only the pixel bytes come from the input; the padding
@@ -134,6 +180,8 @@ void host_demosaic(FuzzedDataProvider& in) {
             }
         }
     }
+    if (rgb) planes_demosaic(rawImage.lpi(), tables, lut, parity, valid, out, outPitch,
+                             planePitch, rangeFirst, rangeEnd);
     rawImage.free_lpi();
     outImage.free_lpi();
     std::free(raw);

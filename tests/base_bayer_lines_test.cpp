@@ -108,6 +108,67 @@ TEST(BayerLines, Rgb32MatchesTheRuleOnEveryWidthParityAndTable) {
     }
 }
 
+// Three planes, each line range by itself: a range writes its own lines of
+// the whole image's demosaic and nothing else, so that the image is whole
+// when two ranges meet at any line.
+TEST(BayerLines, PlanesMatchTheRuleOnEveryWidthParityTableAndLineRange) {
+    std::mt19937 engine(7);
+    const double gains[3] = {0.75, 1.5, 1.0};
+    const double offsets[3] = {4.0, -20.0, 0.5};
+    constexpr int kHeight = 5;
+    for (int tables = 0; tables < 2; ++tables) {
+        for (int parity = 0; parity < 4; ++parity) {
+            for (int width = 2; width <= 100; ++width) {
+                SCOPED_TRACE(testing::Message() << "tables " << tables << " parity " << parity
+                                                << " width " << width);
+                const int srcPitch = width + 3;
+                std::vector<uint8_t> raw(std::size_t(srcPitch) * kHeight, 0xEE);
+                for (int y = 0; y < kHeight; ++y)
+                    for (int x = 0; x < width; ++x)
+                        raw[std::size_t(y) * srcPitch + x] = uint8_t(engine());
+                TIMAGE src{raw.data(), width, kHeight, srcPitch, 8, 0};
+                CBMConvert conv;
+                conv.SetParity(parity);
+                if (tables == 1)
+                    conv.SetupLUTs(gains[0], offsets[0], gains[1], offsets[1], gains[2],
+                                   offsets[2]);
+                // Planes of different pitches, each with its padding.
+                const int pitches[3] = {width + 1, width + 9, width + 40};
+                for (int split = 0; split <= kHeight; ++split) {
+                    std::vector<uint8_t> out[3];
+                    TIMAGE images[3];
+                    for (int c = 0; c < 3; ++c) {
+                        out[c].assign(std::size_t(pitches[c]) * kHeight, 0xEE);
+                        images[c] = {out[c].data(), width, kHeight, pitches[c], 8, 0};
+                    }
+                    TIMAGE* const planes[3] = {&images[0], &images[1], &images[2]};
+                    conv.RawToPlanes8(&src, planes, 0, split);
+                    // The lines after the range are still untouched.
+                    for (int c = 0; c < 3; ++c)
+                        for (std::size_t k = std::size_t(split) * pitches[c];
+                             k < out[c].size(); ++k)
+                            ASSERT_EQ(out[c][k], 0xEE) << "split " << split << " plane " << c;
+                    conv.RawToPlanes8(&src, planes, split, kHeight);
+                    for (int c = 0; c < 3; ++c) {
+                        for (int y = 0; y < kHeight; ++y) {
+                            const uint8_t* line = out[c].data() + std::size_t(y) * pitches[c];
+                            for (int x = 0; x < width; ++x) {
+                                int want = demosaiced(parity, raw, srcPitch, width, kHeight, x,
+                                                      y, "RGB"[c]);
+                                if (tables == 1) want = table(want, gains[c], offsets[c]);
+                                ASSERT_EQ(line[x], want) << "split " << split << " plane " << c
+                                                         << " pixel (" << x << ", " << y << ")";
+                            }
+                            for (int x = width; x < pitches[c]; ++x)
+                                ASSERT_EQ(line[x], 0xEE) << "padding of plane " << c;
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
 #if defined(__x86_64__) || defined(__i386__)
 // An output of more than 48 MiB is written around the caches, each line's
 // run starting where its pixels meet a 32-byte boundary. A line of 4001

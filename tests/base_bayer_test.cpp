@@ -455,6 +455,55 @@ TEST(BayerRefusals, LinesShorterThanTheWidth) {
     expect_refused([](TIMAGE*, TIMAGE* dst) { dst->lineBytes = 3; }, false, true);
 }
 
+// The planar conversion refuses what the packed ones refuse in any of its
+// three planes, and a line range outside the image, before writing.
+TEST(BayerRefusals, PlanesRefuseBadPlanesAndRangesWithoutWriting) {
+    CBMConvert conv;
+    auto expect_refused = [&](auto spoil) {
+        Image raw = uniform_mosaic(2, 4, 3, {1, 2, 3});
+        Image planes[3] = {Image(4, 3, 1, 0, 0xCD), Image(4, 3, 1, 0, 0xCD),
+                           Image(4, 3, 1, 0, 0xCD)};
+        TIMAGE* src = &raw.rec;
+        TIMAGE* images[3] = {&planes[0].rec, &planes[1].rec, &planes[2].rec};
+        int32_t first = 0, end = 3;
+        const bool noArray = spoil(src, images, first, end);
+        EXPECT_THROW(conv.RawToPlanes8(src, noArray ? nullptr : images, first, end),
+                     std::invalid_argument);
+        for (const Image& plane : planes)
+            for (uint8_t b : plane.bytes) ASSERT_EQ(b, 0xCD) << "written before refusing";
+    };
+    expect_refused([](TIMAGE*&, TIMAGE**, int32_t&, int32_t&) { return true; });
+    expect_refused([](TIMAGE*& src, TIMAGE**, int32_t&, int32_t&) { src = nullptr; return false; });
+    expect_refused([](TIMAGE*, TIMAGE** p, int32_t&, int32_t&) { p[2] = nullptr; return false; });
+    expect_refused([](TIMAGE*, TIMAGE** p, int32_t&, int32_t&) {
+        p[1]->bitsPerPixel = 32;
+        return false;
+    });
+    expect_refused([](TIMAGE*, TIMAGE** p, int32_t&, int32_t&) { p[2]->height = 2; return false; });
+    expect_refused([](TIMAGE*, TIMAGE** p, int32_t&, int32_t&) { p[0]->lineBytes = 3; return false; });
+    expect_refused([](TIMAGE* src, TIMAGE**, int32_t&, int32_t&) { src->width = 1; return false; });
+    expect_refused([](TIMAGE*, TIMAGE**, int32_t& first, int32_t&) { first = -1; return false; });
+    expect_refused([](TIMAGE*, TIMAGE**, int32_t&, int32_t& end) { end = 4; return false; });
+    expect_refused([](TIMAGE*, TIMAGE**, int32_t& first, int32_t& end) {
+        first = 2;
+        end = 1;
+        return false;
+    });
+}
+
+TEST(BayerDemosaic, PlanesOfAnEmptyRangeAreLeftAlone) {
+    CBMConvert conv;
+    Image raw = uniform_mosaic(0, 4, 3, {10, 20, 30});
+    Image planes[3] = {Image(4, 3, 1, 0, 0xCD), Image(4, 3, 1, 0, 0xCD), Image(4, 3, 1, 0, 0xCD)};
+    TIMAGE* images[3] = {&planes[0].rec, &planes[1].rec, &planes[2].rec};
+    conv.RawToPlanes8(&raw.rec, images, 3, 3);
+    for (const Image& plane : planes)
+        for (uint8_t b : plane.bytes) ASSERT_EQ(b, 0xCD);
+    conv.RawToPlanes8(&raw.rec, images, 0, 3);
+    for (int c = 0; c < 3; ++c)
+        for (uint8_t b : planes[c].bytes) ASSERT_EQ(b, 10 * (c + 1));
+}
+
 // ---------------------------------------------------------------- CLPIMAGE
 
 TIMAGE* new_record() { return static_cast<TIMAGE*>(std::calloc(1, sizeof(TIMAGE))); }

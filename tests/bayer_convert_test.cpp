@@ -539,32 +539,35 @@ std::vector<int32_t> band_heights(int32_t lineBytes) {
 
 TEST_F(BayerConvert, BandedRgbEqualsTheWholeImageDemosaic) {
     // Every colour, cell and line of band edges is reached: random pixels,
-    // all four parities, gains and offsets away from the identity.
+    // all four parities, the identity tables (the vector stores) and gains
+    // and offsets away from the identity (the table lookups).
     constexpr int32_t kWidth = 1030;
-    const double lut[6] = {0.8, 3.0, 1.1, -2.0, 1.3, 0.0};
+    const double corrections[2][7] = {{1.0, 0.0, 1.0, 0.0, 1.0, 0.0, 1.0},
+                                      {0.4, 3.0, 0.55, -2.0, 0.65, 0.0, 2.0}};
+    const double luts[2][6] = {{1.0, 0.0, 1.0, 0.0, 1.0, 0.0}, {0.8, 3.0, 1.1, -2.0, 1.3, 0.0}};
     std::mt19937 random(7);
-    for (int32_t height : band_heights(4 * kWidth)) {
-        for (int32_t parity = 0; parity < 4; ++parity) {
-            SCOPED_TRACE(testing::Message() << "height " << height << " parity " << parity);
-            std::vector<uint8_t> raw(size_t(kWidth) * size_t(height));
-            for (auto& v : raw) v = uint8_t(random());
-            Buffer src(make_raw(kWidth, height, raw, parity));
-            descriptor(src.handle()).colorCorrection[0] = 0.4;
-            descriptor(src.handle()).colorCorrection[1] = 3.0;
-            descriptor(src.handle()).colorCorrection[2] = 0.55;
-            descriptor(src.handle()).colorCorrection[3] = -2.0;
-            descriptor(src.handle()).colorCorrection[4] = 0.65;
-            descriptor(src.handle()).colorCorrection[5] = 0.0;
-            descriptor(src.handle()).colorCorrection[6] = 2.0;
-            Buffer dst;
-            ASSERT_EQ(COL_ConvertColorSpace(src.handle(), dst.slot(), kToRGB), 1);
-            const auto packed = whole_image_demosaic(raw, kWidth, height, parity, true, lut);
-            for (int32_t p = 0; p < 3; ++p) {
-                const auto plane = read_plane<uint8_t>(dst.handle(), p);
-                ASSERT_EQ(plane.size(), raw.size());
-                for (size_t i = 0; i < plane.size(); ++i)
-                    ASSERT_EQ(plane[i], packed[4 * i + size_t(p)])
-                        << "plane " << p << " line " << i / kWidth << " column " << i % kWidth;
+    for (int32_t tables = 0; tables < 2; ++tables) {
+        for (int32_t height : band_heights(4 * kWidth)) {
+            for (int32_t parity = 0; parity < 4; ++parity) {
+                SCOPED_TRACE(testing::Message() << "tables " << tables << " height " << height
+                                                << " parity " << parity);
+                std::vector<uint8_t> raw(size_t(kWidth) * size_t(height));
+                for (auto& v : raw) v = uint8_t(random());
+                Buffer src(make_raw(kWidth, height, raw, parity));
+                for (int k = 0; k < 7; ++k)
+                    descriptor(src.handle()).colorCorrection[k] = corrections[tables][k];
+                Buffer dst;
+                ASSERT_EQ(COL_ConvertColorSpace(src.handle(), dst.slot(), kToRGB), 1);
+                const auto packed =
+                    whole_image_demosaic(raw, kWidth, height, parity, true, luts[tables]);
+                for (int32_t p = 0; p < 3; ++p) {
+                    const auto plane = read_plane<uint8_t>(dst.handle(), p);
+                    ASSERT_EQ(plane.size(), raw.size());
+                    for (size_t i = 0; i < plane.size(); ++i)
+                        ASSERT_EQ(plane[i], packed[4 * i + size_t(p)])
+                            << "plane " << p << " line " << i / kWidth << " column "
+                            << i % kWidth;
+                }
             }
         }
     }

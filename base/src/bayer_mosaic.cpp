@@ -114,14 +114,11 @@ size_t interior_columns(const Lines& l, size_t x, size_t end, Sink& sink) {
 // One line; E is the site of the even columns, O that of the odd ones.
 template <Site E, Site O, class Sink>
 void demosaic_line(const Lines& l, size_t width, Sink& sink) {
-    // Interior columns 1 .. width - 2. The sink may take a run of them at
-    // once, from a column of its choosing; the columns before and after the
-    // run go one by one.
-    const size_t end = width - 1;
-    size_t x = interior_columns<E, O>(l, 1, std::min(sink.run_start(width), end), sink);
-    x = sink.run(l, x, width, E == Site::Red || E == Site::Blue,
-                 E == Site::Red || E == Site::GreenOnRedLine);
-    interior_columns<E, O>(l, x, end, sink);
+    // Interior columns 1 .. width - 2. The sink may take them from column 1
+    // on at once; those it leaves go one by one.
+    const size_t x = sink.run(l, width, E == Site::Red || E == Site::Blue,
+                              E == Site::Red || E == Site::GreenOnRedLine);
+    interior_columns<E, O>(l, x, width - 1, sink);
     // Border columns: column -1 reads column 1, column width reads width - 2.
     sink(0, interpolate<E>(l, 1, 0, 1));
     const size_t last = width - 1;
@@ -132,13 +129,15 @@ void demosaic_line(const Lines& l, size_t width, Sink& sink) {
     }
 }
 
+// Lines [first, end) of the image; the lines around them are read as the
+// image's own, so a range gives exactly those lines of the whole.
 template <class Sink>
-void demosaic(const TIMAGE& src, int32_t parity, Sink& sink) {
+void demosaic(const TIMAGE& src, int32_t parity, Sink& sink, int32_t first, int32_t end) {
     const size_t width = size_t(src.width);
     const int32_t height = src.height;
     const size_t pitch = size_t(src.lineBytes);
     auto line = [&](int32_t y) -> const uint8_t* { return src.pixels + size_t(y) * pitch; };
-    for (int32_t y = 0; y < height; ++y) {
+    for (int32_t y = first; y < end; ++y) {
         // Line -1 reads line 1, line height reads height - 2.
         const Lines l{line(y == 0 ? 1 : y - 1), line(y), line(y == height - 1 ? height - 2 : y + 1)};
         sink.start_line(y);
@@ -168,11 +167,13 @@ bool identity_tables(const uint8_t (*lut)[256]) {
     return true;
 }
 
-// Packs `n` pixels of demosaiced samples r, g, b into R, G, B, 255 at `p`
-// through the tables: the vector runs' way out when the tables are not the
-// identity.
-inline void pack_through_tables(uint8_t* p, const uint8_t* r, const uint8_t* g,
+// Puts `n` pixels of demosaiced samples r, g, b, column x onwards, through
+// the tables: packed as R, G, B, 255 at `packed` + 4 x, or into three
+// planes at planes[c] + x. The vector runs' way out when the tables are not
+// the identity.
+inline void pack_through_tables(uint8_t* packed, size_t x, const uint8_t* r, const uint8_t* g,
                                 const uint8_t* b, int n, const uint8_t (*lut)[256]) {
+    uint8_t* p = packed + 4 * x;
     for (int k = 0; k < n; ++k) {
         p[4 * k] = lut[0][r[k]];
         p[4 * k + 1] = lut[1][g[k]];
@@ -180,6 +181,27 @@ inline void pack_through_tables(uint8_t* p, const uint8_t* r, const uint8_t* g,
         p[4 * k + 3] = 255;
     }
 }
+
+inline void planes_through_tables(uint8_t* const planes[3], size_t x, const uint8_t* r,
+                                  const uint8_t* g, const uint8_t* b, int n,
+                                  const uint8_t (*lut)[256]) {
+    for (int k = 0; k < n; ++k) {
+        planes[0][x + k] = lut[0][r[k]];
+        planes[1][x + k] = lut[1][g[k]];
+        planes[2][x + k] = lut[2][b[k]];
+    }
+}
+
+// The vector runs below compute the demosaiced samples of interior columns
+// x, x + 1, ... a vector at a time, while the right neighbour of the last
+// column of a block is still inside the line, and hand each block's red,
+// green and blue vectors to an output (`put`), which packs or spreads them;
+// they return the first column not done. The means are those of
+// interpolate(), all on bytes: the two-sample ones are the byte average
+// (a + b + 1) >> 1, the four-sample ones mean4. Lane k is column x + k, so
+// with x odd the colour sites are the odd lanes when the even columns hold
+// them. Streamed outputs write around the caches (identity tables only; the
+// caller has put x where every store is aligned).
 
 #if OZU_BASE_X86
 OZU_BASE_TARGET_AVX2 inline __m256i load32(const uint8_t* p) {
@@ -199,34 +221,24 @@ OZU_BASE_TARGET_AVX2 inline __m256i mean4(__m256i a, __m256i b, __m256i c, __m25
     return _mm256_sub_epi8(_mm256_avg_epu8(p, q), high);
 }
 
-// RGB32 of interior columns x, x + 1, ... 32 at a time, while the right
-// neighbour of the last column of a block is still inside the line; returns
-// the first column not done (x plus a multiple of 32). kStream: the stores
-// bypass the caches (identity tables only; the caller has put x on a 32-byte
-// boundary of the output). The same means as
-// interpolate(), all on bytes: the two-sample ones are the byte average
-// (a + b + 1) >> 1, the four-sample ones mean4. Lane k is column x + k, so
-// with x odd the colour sites are the odd lanes when the even columns hold
-// them.
 template <bool kStream>
-OZU_BASE_TARGET_AVX2 inline void put32(__m256i* p, __m256i v) {
+OZU_BASE_TARGET_AVX2 inline void put32(void* p, __m256i v) {
     if constexpr (kStream)
-        _mm256_stream_si256(p, v);
+        _mm256_stream_si256(static_cast<__m256i*>(p), v);
     else
-        _mm256_storeu_si256(p, v);
+        _mm256_storeu_si256(static_cast<__m256i*>(p), v);
 }
 
 OZU_BASE_TARGET_AVX2 void store_fence() { _mm_sfence(); }
 
-template <bool kStream>
-OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t width,
-                                           bool colourAtEven, bool redLine, uint8_t* out,
-                                           const uint8_t (*lut)[256], bool identity) {
+// 32 columns a step.
+template <class Put>
+OZU_BASE_TARGET_AVX2 size_t run_avx2(const Lines& l, size_t x, size_t width, bool colourAtEven,
+                                     bool redLine, const Put& put) {
     const bool colourOnEvenLanes = (x & 1) == 0 ? colourAtEven : !colourAtEven;
     const __m256i evenLanes = _mm256_set1_epi16(0x00FF);
     const __m256i colour =
         colourOnEvenLanes ? evenLanes : _mm256_xor_si256(evenLanes, _mm256_set1_epi8(-1));
-    const __m256i opaque = _mm256_set1_epi8(-1);
     // The colour-site lanes from a, the green ones from b.
 #define OZU_PICK(a, b) _mm256_blendv_epi8((b), (a), colour)
 
@@ -241,22 +253,27 @@ OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t widt
         const __m256i diagonal = mean4(ul, ur, dl, dr);
         const __m256i along = _mm256_avg_epu8(ml, mr);
         const __m256i across = _mm256_avg_epu8(uc, dc);
+        // On a red line the colour sites are red and the green ones have red
+        // beside them; on a blue line the same with red and blue swapped.
+        const __m256i beside = OZU_PICK(mc, along);
+        const __m256i apart = OZU_PICK(diagonal, across);
+        put(x, redLine ? beside : apart, OZU_PICK(cross, mc), redLine ? apart : beside);
+    }
+#undef OZU_PICK
+    return x;
+}
 
-        __m256i r, g, b;
-        g = OZU_PICK(cross, mc);
-        if (redLine) {
-            r = OZU_PICK(mc, along);
-            b = OZU_PICK(diagonal, across);
-        } else {
-            r = OZU_PICK(diagonal, across);
-            b = OZU_PICK(mc, along);
-        }
-
-        uint8_t* p = out + 4 * x;
+template <bool kStream>
+struct Rgb32Avx2 {
+    uint8_t* out;
+    const uint8_t (*lut)[256];
+    bool identity;
+    OZU_BASE_TARGET_AVX2 void operator()(size_t x, __m256i r, __m256i g, __m256i b) const {
         if (identity) {
             // Within each 128-bit half: pixels 0-7 / 16-23 and 8-15 / 24-31,
             // then four pixels per 32-bit group; the halves are put back in
             // order when stored.
+            const __m256i opaque = _mm256_set1_epi8(-1);
             const __m256i rgLow = _mm256_unpacklo_epi8(r, g), rgHigh = _mm256_unpackhi_epi8(r, g);
             const __m256i baLow = _mm256_unpacklo_epi8(b, opaque);
             const __m256i baHigh = _mm256_unpackhi_epi8(b, opaque);
@@ -264,7 +281,7 @@ OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t widt
             const __m256i q1 = _mm256_unpackhi_epi16(rgLow, baLow);    // 4-7 | 20-23
             const __m256i q2 = _mm256_unpacklo_epi16(rgHigh, baHigh);  // 8-11 | 24-27
             const __m256i q3 = _mm256_unpackhi_epi16(rgHigh, baHigh);  // 12-15 | 28-31
-            auto* o = reinterpret_cast<__m256i*>(p);
+            auto* o = reinterpret_cast<__m256i*>(out + 4 * x);
             put32<kStream>(o, _mm256_permute2x128_si256(q0, q1, 0x20));
             put32<kStream>(o + 1, _mm256_permute2x128_si256(q2, q3, 0x20));
             put32<kStream>(o + 2, _mm256_permute2x128_si256(q0, q1, 0x31));
@@ -274,16 +291,31 @@ OZU_BASE_TARGET_AVX2 size_t rgb32_run_avx2(const Lines& l, size_t x, size_t widt
             _mm256_store_si256(reinterpret_cast<__m256i*>(rs), r);
             _mm256_store_si256(reinterpret_cast<__m256i*>(gs), g);
             _mm256_store_si256(reinterpret_cast<__m256i*>(bs), b);
-            pack_through_tables(p, rs, gs, bs, 32, lut);
+            pack_through_tables(out, x, rs, gs, bs, 32, lut);
         }
     }
-#undef OZU_PICK
-    return x;
-}
-#endif
+};
 
-#if OZU_BASE_X86
-// The same run on 128-bit vectors, 16 columns at a time, with what every
+struct PlanesAvx2 {
+    uint8_t* const* out;
+    const uint8_t (*lut)[256];
+    bool identity;
+    OZU_BASE_TARGET_AVX2 void operator()(size_t x, __m256i r, __m256i g, __m256i b) const {
+        if (identity) {
+            put32<false>(out[0] + x, r);
+            put32<false>(out[1] + x, g);
+            put32<false>(out[2] + x, b);
+        } else {
+            alignas(32) uint8_t rs[32], gs[32], bs[32];
+            _mm256_store_si256(reinterpret_cast<__m256i*>(rs), r);
+            _mm256_store_si256(reinterpret_cast<__m256i*>(gs), g);
+            _mm256_store_si256(reinterpret_cast<__m256i*>(bs), b);
+            planes_through_tables(out, x, rs, gs, bs, 32, lut);
+        }
+    }
+};
+
+// The same runs on 128-bit vectors, 16 columns at a time, with what every
 // x86-64 has (SSE2): the blend is done with masks.
 OZU_BASE_TARGET_SSE2 inline __m128i load16(const uint8_t* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
@@ -299,25 +331,22 @@ OZU_BASE_TARGET_SSE2 inline __m128i mean4(__m128i a, __m128i b, __m128i c, __m12
 }
 
 template <bool kStream>
-OZU_BASE_TARGET_SSE2 inline void put16(__m128i* p, __m128i v) {
+OZU_BASE_TARGET_SSE2 inline void put16(void* p, __m128i v) {
     if constexpr (kStream)
-        _mm_stream_si128(p, v);
+        _mm_stream_si128(static_cast<__m128i*>(p), v);
     else
-        _mm_storeu_si128(p, v);
+        _mm_storeu_si128(static_cast<__m128i*>(p), v);
 }
 
 OZU_BASE_TARGET_SSE2 void store_fence_sse2() { _mm_sfence(); }
 
-template <bool kStream>
-OZU_BASE_TARGET_SSE2 size_t rgb32_run_sse2(const Lines& l, size_t x, size_t width,
-                                           bool colourAtEven, bool redLine, uint8_t* out,
-                                           const uint8_t (*lut)[256], bool identity) {
+template <class Put>
+OZU_BASE_TARGET_SSE2 size_t run_sse2(const Lines& l, size_t x, size_t width, bool colourAtEven,
+                                     bool redLine, const Put& put) {
     const bool colourOnEvenLanes = (x & 1) == 0 ? colourAtEven : !colourAtEven;
     const __m128i evenLanes = _mm_set1_epi16(0x00FF);
     const __m128i colour =
         colourOnEvenLanes ? evenLanes : _mm_xor_si128(evenLanes, _mm_set1_epi8(-1));
-    const __m128i opaque = _mm_set1_epi8(-1);
-    // The colour-site lanes from a, the green ones from b.
 #define OZU_PICK(a, b) _mm_or_si128(_mm_and_si128(colour, (a)), _mm_andnot_si128(colour, (b)))
 
     for (; x + 17 <= width; x += 16) {
@@ -331,23 +360,26 @@ OZU_BASE_TARGET_SSE2 size_t rgb32_run_sse2(const Lines& l, size_t x, size_t widt
         const __m128i diagonal = mean4(ul, ur, dl, dr);
         const __m128i along = _mm_avg_epu8(ml, mr);
         const __m128i across = _mm_avg_epu8(uc, dc);
+        const __m128i beside = OZU_PICK(mc, along);
+        const __m128i apart = OZU_PICK(diagonal, across);
+        put(x, redLine ? beside : apart, OZU_PICK(cross, mc), redLine ? apart : beside);
+    }
+#undef OZU_PICK
+    return x;
+}
 
-        __m128i r, g, b;
-        g = OZU_PICK(cross, mc);
-        if (redLine) {
-            r = OZU_PICK(mc, along);
-            b = OZU_PICK(diagonal, across);
-        } else {
-            r = OZU_PICK(diagonal, across);
-            b = OZU_PICK(mc, along);
-        }
-
-        uint8_t* p = out + 4 * x;
+template <bool kStream>
+struct Rgb32Sse2 {
+    uint8_t* out;
+    const uint8_t (*lut)[256];
+    bool identity;
+    OZU_BASE_TARGET_SSE2 void operator()(size_t x, __m128i r, __m128i g, __m128i b) const {
         if (identity) {
+            const __m128i opaque = _mm_set1_epi8(-1);
             const __m128i rgLow = _mm_unpacklo_epi8(r, g), rgHigh = _mm_unpackhi_epi8(r, g);
             const __m128i baLow = _mm_unpacklo_epi8(b, opaque);
             const __m128i baHigh = _mm_unpackhi_epi8(b, opaque);
-            auto* o = reinterpret_cast<__m128i*>(p);
+            auto* o = reinterpret_cast<__m128i*>(out + 4 * x);
             put16<kStream>(o, _mm_unpacklo_epi16(rgLow, baLow));
             put16<kStream>(o + 1, _mm_unpackhi_epi16(rgLow, baLow));
             put16<kStream>(o + 2, _mm_unpacklo_epi16(rgHigh, baHigh));
@@ -357,16 +389,33 @@ OZU_BASE_TARGET_SSE2 size_t rgb32_run_sse2(const Lines& l, size_t x, size_t widt
             _mm_store_si128(reinterpret_cast<__m128i*>(rs), r);
             _mm_store_si128(reinterpret_cast<__m128i*>(gs), g);
             _mm_store_si128(reinterpret_cast<__m128i*>(bs), b);
-            pack_through_tables(p, rs, gs, bs, 16, lut);
+            pack_through_tables(out, x, rs, gs, bs, 16, lut);
         }
     }
-#undef OZU_PICK
-    return x;
-}
+};
+
+struct PlanesSse2 {
+    uint8_t* const* out;
+    const uint8_t (*lut)[256];
+    bool identity;
+    OZU_BASE_TARGET_SSE2 void operator()(size_t x, __m128i r, __m128i g, __m128i b) const {
+        if (identity) {
+            put16<false>(out[0] + x, r);
+            put16<false>(out[1] + x, g);
+            put16<false>(out[2] + x, b);
+        } else {
+            alignas(16) uint8_t rs[16], gs[16], bs[16];
+            _mm_store_si128(reinterpret_cast<__m128i*>(rs), r);
+            _mm_store_si128(reinterpret_cast<__m128i*>(gs), g);
+            _mm_store_si128(reinterpret_cast<__m128i*>(bs), b);
+            planes_through_tables(out, x, rs, gs, bs, 16, lut);
+        }
+    }
+};
 #endif
 
 #if OZU_BASE_NEON
-// The same run with NEON, 16 columns at a time: the rounding halving add
+// The same runs with NEON, 16 columns at a time: the rounding halving add
 // vrhaddq_u8 is the byte average (a + b + 1) >> 1, and the interleaving
 // store vst4q_u8 packs sixteen R, G, B, 255 pixels at once. ARM has no
 // stores around the caches that a loop can ask for, so there is no streamed
@@ -379,12 +428,12 @@ inline uint8x16_t mean4(uint8x16_t a, uint8x16_t b, uint8x16_t c, uint8x16_t d) 
     return vsubq_u8(vrhaddq_u8(p, q), high);
 }
 
-size_t rgb32_run_neon(const Lines& l, size_t x, size_t width, bool colourAtEven, bool redLine,
-                      uint8_t* out, const uint8_t (*lut)[256], bool identity) {
+template <class Put>
+size_t run_neon(const Lines& l, size_t x, size_t width, bool colourAtEven, bool redLine,
+                const Put& put) {
     const bool colourOnEvenLanes = (x & 1) == 0 ? colourAtEven : !colourAtEven;
     const uint8x16_t evenLanes = vreinterpretq_u8_u16(vdupq_n_u16(0x00FF));
     const uint8x16_t colour = colourOnEvenLanes ? evenLanes : vmvnq_u8(evenLanes);
-    // The colour-site lanes from a, the green ones from b.
     auto pick = [colour](uint8x16_t a, uint8x16_t b) { return vbslq_u8(colour, a, b); };
 
     for (; x + 17 <= width; x += 16) {
@@ -398,81 +447,179 @@ size_t rgb32_run_neon(const Lines& l, size_t x, size_t width, bool colourAtEven,
         const uint8x16_t diagonal = mean4(ul, ur, dl, dr);
         const uint8x16_t along = vrhaddq_u8(ml, mr);
         const uint8x16_t across = vrhaddq_u8(uc, dc);
-
-        // On a red line the colour sites are red and the green ones have red
-        // beside them; on a blue line the same with red and blue swapped.
         const uint8x16_t beside = pick(mc, along);
         const uint8x16_t apart = pick(diagonal, across);
-        uint8x16x4_t rgba;
-        rgba.val[0] = redLine ? beside : apart;
-        rgba.val[1] = pick(cross, mc);
-        rgba.val[2] = redLine ? apart : beside;
-        rgba.val[3] = vdupq_n_u8(255);
-
-        uint8_t* p = out + 4 * x;
-        if (identity) {
-            vst4q_u8(p, rgba);
-        } else {
-            uint8_t rs[16], gs[16], bs[16];
-            vst1q_u8(rs, rgba.val[0]);
-            vst1q_u8(gs, rgba.val[1]);
-            vst1q_u8(bs, rgba.val[2]);
-            pack_through_tables(p, rs, gs, bs, 16, lut);
-        }
+        put(x, redLine ? beside : apart, pick(cross, mc), redLine ? apart : beside);
     }
     return x;
 }
+
+struct Rgb32Neon {
+    uint8_t* out;
+    const uint8_t (*lut)[256];
+    bool identity;
+    void operator()(size_t x, uint8x16_t r, uint8x16_t g, uint8x16_t b) const {
+        if (identity) {
+            vst4q_u8(out + 4 * x, uint8x16x4_t{{r, g, b, vdupq_n_u8(255)}});
+        } else {
+            uint8_t rs[16], gs[16], bs[16];
+            vst1q_u8(rs, r);
+            vst1q_u8(gs, g);
+            vst1q_u8(bs, b);
+            pack_through_tables(out, x, rs, gs, bs, 16, lut);
+        }
+    }
+};
+
+struct PlanesNeon {
+    uint8_t* const* out;
+    const uint8_t (*lut)[256];
+    bool identity;
+    void operator()(size_t x, uint8x16_t r, uint8x16_t g, uint8x16_t b) const {
+        if (identity) {
+            vst1q_u8(out[0] + x, r);
+            vst1q_u8(out[1] + x, g);
+            vst1q_u8(out[2] + x, b);
+        } else {
+            uint8_t rs[16], gs[16], bs[16];
+            vst1q_u8(rs, r);
+            vst1q_u8(gs, g);
+            vst1q_u8(bs, b);
+            planes_through_tables(out, x, rs, gs, bs, 16, lut);
+        }
+    }
+};
 #endif
 
-// Packed R, G, B, 255 through the tables.
-class Rgb32Sink {
+// Outputs this large are written around the caches: they would only be
+// evicted again before anyone reads them.
+constexpr uint64_t kStreamBytes = uint64_t{48} << 20;
+
+// Orders a sink's streamed stores with what follows, which only a fence
+// does, when the sink goes.
+class StreamFence {
 public:
-    Rgb32Sink(const uint8_t (*lut)[256], const TIMAGE& dst)
-        : lut_(lut), dst_(dst), identity_(identity_tables(lut)),
-          // Streamed stores exist on x86 only.
-          stream_(OZU_BASE_X86 && identity_ &&
-                  uint64_t(uint32_t(dst.lineBytes)) * uint32_t(dst.height) >= kStreamBytes &&
-                  dst.lineBytes % 4 == 0 && (reinterpret_cast<uintptr_t>(dst.pixels) & 3) == 0) {}
-    ~Rgb32Sink() {
+    explicit StreamFence(bool stream) : stream_(stream) {}
+    StreamFence(const StreamFence&) = delete;
+    StreamFence& operator=(const StreamFence&) = delete;
+    ~StreamFence() {
 #if OZU_BASE_X86
-        // Streamed stores are ordered with what follows only by a fence.
         if (stream_ && ozu::base::isa_allows(ozu::base::Isa::kAvx2)) store_fence();
         else if (stream_ && ozu::base::isa_allows(ozu::base::Isa::kBaseline)) store_fence_sse2();
 #endif
     }
-    Rgb32Sink(const Rgb32Sink&) = delete;
-    Rgb32Sink& operator=(const Rgb32Sink&) = delete;
-    void start_line(int32_t y) { out_ = dst_.pixels + size_t(y) * size_t(dst_.lineBytes); }
-    // Where a run starts: column 1, or for streamed stores the first column
-    // whose packed pixel lies on a 32-byte boundary.
-    size_t run_start(size_t width) const {
-        if (!stream_) return std::min<size_t>(1, width);
-        size_t x = 1;
-        while (x < width && (reinterpret_cast<uintptr_t>(out_ + 4 * x) & 31) != 0) ++x;
-        return x;
-    }
-    size_t run(const Lines& l, size_t x, size_t width, bool colourAtEven, bool redLine) {
+    bool streams() const { return stream_; }
+
+private:
+    bool stream_;
+};
+
+// Interior columns from 1 on with vector blocks of `step` columns: a block
+// at x needs column x + step inside the line. `plain(x, limit)` and
+// `streamed(x, limit)` run blocks from x while x + step < limit and return
+// the first column not done. A line too short for a block is left to the
+// caller. Otherwise the first block, at column 1, and a last one that ends
+// at the last interior column overlap the others instead of leaving up to
+// a block's worth of columns to the one-by-one code at each end; an
+// overlapped column is written twice with the same bytes. Streamed blocks
+// start at `aligned`, the first column whose stores are aligned.
+template <class Plain, class Streamed>
+size_t overlapped_run(const Plain& plain, const Streamed& streamed, size_t step, size_t width,
+                      bool stream, size_t aligned) {
+    if (width < step + 2) return 1;
+    size_t x = plain(1, step + 2);
+    if (stream) x = streamed(std::min(aligned, x), width);
+    x = plain(x, width);
+    if (x + 1 < width) x = plain(width - 1 - step, width);
+    return x;
+}
+
+// Interior columns from 1 on through the widest vector run the set in use
+// allows, with the sink's output for it: the sink names its outputs as
+// Avx2<kStream>, Sse2<kStream> and Neon, says whether it may stream
+// (kStreams), and gives the first column whose stores of a given width are
+// aligned. Returns the first column not done.
+template <class Sink>
+size_t vector_run(const Sink& sink, const Lines& l, size_t width, bool colourAtEven,
+                  bool redLine, bool stream) {
 #if OZU_BASE_X86
-        if (ozu::base::isa_allows(ozu::base::Isa::kAvx2)) {
-            if (stream_)
-                return rgb32_run_avx2<true>(l, x, width, colourAtEven, redLine, out_, lut_,
-                                            identity_);
-            return rgb32_run_avx2<false>(l, x, width, colourAtEven, redLine, out_, lut_,
-                                         identity_);
+    using ozu::base::Isa;
+    // One blocks' width of x86 vectors, with their run and their outputs.
+    auto x86 = [&](size_t step, auto run, auto plainOutput, auto streamedOutput) {
+        using Plain = decltype(plainOutput);
+        using Streamed = decltype(streamedOutput);
+        auto plain = [&](size_t x, size_t limit) {
+            return run(x, limit, Plain{sink.out(), sink.lut(), sink.identity()});
+        };
+        if constexpr (Sink::kStreams) {
+            auto streamed = [&](size_t x, size_t limit) {
+                return run(x, limit, Streamed{sink.out(), sink.lut(), true});
+            };
+            return overlapped_run(plain, streamed, step, width, stream,
+                                  stream ? sink.aligned_column(step, width) : 1);
+        } else {
+            return overlapped_run(plain, plain, step, width, false, 1);
         }
-        if (ozu::base::isa_allows(ozu::base::Isa::kBaseline)) {
-            if (stream_)
-                return rgb32_run_sse2<true>(l, x, width, colourAtEven, redLine, out_, lut_,
-                                            identity_);
-            return rgb32_run_sse2<false>(l, x, width, colourAtEven, redLine, out_, lut_,
-                                         identity_);
-        }
+    };
+    if (ozu::base::isa_allows(Isa::kAvx2)) {
+        return x86(
+            32,
+            [&](size_t x, size_t limit, const auto& put) {
+                return run_avx2(l, x, limit, colourAtEven, redLine, put);
+            },
+            typename Sink::template Avx2<false>{}, typename Sink::template Avx2<true>{});
+    }
+    if (ozu::base::isa_allows(Isa::kBaseline)) {
+        return x86(
+            16,
+            [&](size_t x, size_t limit, const auto& put) {
+                return run_sse2(l, x, limit, colourAtEven, redLine, put);
+            },
+            typename Sink::template Sse2<false>{}, typename Sink::template Sse2<true>{});
+    }
 #endif
 #if OZU_BASE_NEON
-        if (ozu::base::isa_allows(ozu::base::Isa::kBaseline))
-            return rgb32_run_neon(l, x, width, colourAtEven, redLine, out_, lut_, identity_);
+    if (ozu::base::isa_allows(ozu::base::Isa::kBaseline)) {
+        auto plain = [&](size_t x, size_t limit) {
+            return run_neon(l, x, limit, colourAtEven, redLine,
+                            typename Sink::Neon{sink.out(), sink.lut(), sink.identity()});
+        };
+        return overlapped_run(plain, plain, 16, width, false, 1);
+    }
 #endif
-        (void)l, (void)width, (void)colourAtEven, (void)redLine;
+    (void)sink, (void)l, (void)width, (void)colourAtEven, (void)redLine, (void)stream;
+    return 1;
+}
+
+// Packed R, G, B, 255 through the tables.
+class Rgb32Sink {
+public:
+    static constexpr bool kStreams = true;
+#if OZU_BASE_X86
+    template <bool kStream>
+    using Avx2 = Rgb32Avx2<kStream>;
+    template <bool kStream>
+    using Sse2 = Rgb32Sse2<kStream>;
+#endif
+#if OZU_BASE_NEON
+    using Neon = Rgb32Neon;
+#endif
+
+    Rgb32Sink(const uint8_t (*lut)[256], const TIMAGE& dst)
+        : lut_(lut), dst_(dst), identity_(identity_tables(lut)),
+          // Streamed stores exist on x86 only.
+          fence_(OZU_BASE_X86 && identity_ &&
+                 uint64_t(uint32_t(dst.lineBytes)) * uint32_t(dst.height) >= kStreamBytes &&
+                 dst.lineBytes % 4 == 0 && (reinterpret_cast<uintptr_t>(dst.pixels) & 3) == 0) {}
+    void start_line(int32_t y) { out_ = dst_.pixels + size_t(y) * size_t(dst_.lineBytes); }
+    size_t run(const Lines& l, size_t width, bool colourAtEven, bool redLine) {
+        return vector_run(*this, l, width, colourAtEven, redLine, fence_.streams());
+    }
+    // The first column from 1 whose packed pixel lies on a boundary of
+    // `bytes`, or `width`.
+    size_t aligned_column(size_t bytes, size_t width) const {
+        size_t x = 1;
+        while (x < width && (reinterpret_cast<uintptr_t>(out_ + 4 * x) & (bytes - 1)) != 0) ++x;
         return x;
     }
     void operator()(size_t x, Rgb v) {
@@ -482,17 +629,58 @@ public:
         p[2] = lut_[2][v.b];
         p[3] = 255;
     }
+    uint8_t* out() const { return out_; }
+    const uint8_t (*lut() const)[256] { return lut_; }
+    bool identity() const { return identity_; }
 
 private:
-    // Outputs this large are written around the caches: they would only be
-    // evicted again before anyone reads them.
-    static constexpr uint64_t kStreamBytes = uint64_t{48} << 20;
-
     const uint8_t (*lut_)[256];
     const TIMAGE& dst_;
     bool identity_;
-    bool stream_;
+    StreamFence fence_;
     uint8_t* out_ = nullptr;
+};
+
+// Three 8-bit planes, R, G and B, through the tables.
+class PlanesSink {
+public:
+    // Three planes written around the caches ran slower than through them
+    // (7680x4320 on a Zen 4: 3.6 against 4.5 Gpixel/s on one thread), so
+    // the planes are never streamed.
+    static constexpr bool kStreams = false;
+#if OZU_BASE_X86
+    template <bool>
+    using Avx2 = PlanesAvx2;
+    template <bool>
+    using Sse2 = PlanesSse2;
+#endif
+#if OZU_BASE_NEON
+    using Neon = PlanesNeon;
+#endif
+
+    PlanesSink(const uint8_t (*lut)[256], TIMAGE* const planes[3])
+        : lut_(lut), planes_(planes), identity_(identity_tables(lut)) {}
+    void start_line(int32_t y) {
+        for (int c = 0; c < 3; ++c)
+            out_[c] = planes_[c]->pixels + size_t(y) * size_t(planes_[c]->lineBytes);
+    }
+    size_t run(const Lines& l, size_t width, bool colourAtEven, bool redLine) {
+        return vector_run(*this, l, width, colourAtEven, redLine, false);
+    }
+    void operator()(size_t x, Rgb v) {
+        out_[0][x] = lut_[0][v.r];
+        out_[1][x] = lut_[1][v.g];
+        out_[2][x] = lut_[2][v.b];
+    }
+    uint8_t* const* out() const { return out_; }
+    const uint8_t (*lut() const)[256] { return lut_; }
+    bool identity() const { return identity_; }
+
+private:
+    const uint8_t (*lut_)[256];
+    TIMAGE* const* planes_;
+    bool identity_;
+    uint8_t* out_[3] = {nullptr, nullptr, nullptr};
 };
 
 // Grey from the tables' outputs with the weights 0.299, 0.587, 0.114 in
@@ -512,8 +700,7 @@ public:
         }
     }
     void start_line(int32_t y) { out_ = dst_.pixels + size_t(y) * size_t(dst_.lineBytes); }
-    size_t run_start(size_t width) const { return std::min<size_t>(1, width); }
-    size_t run(const Lines&, size_t x, size_t, bool, bool) { return x; }
+    size_t run(const Lines&, size_t, bool, bool) { return 1; }
     void operator()(size_t x, Rgb v) {
         // Round half up: + 500 before the truncating division.
         out_[x] = uint8_t((weighted_[0][v.r] + weighted_[1][v.g] + weighted_[2][v.b] + 500) / 1000);
@@ -591,13 +778,25 @@ void BayerMosaicConversion::SetupLUTs(double gainR, double offsetR, double gainG
 void BayerMosaicConversion::RawToRGB32(const TIMAGE* src, TIMAGE* dst) const {
     check_pair(src, dst, 32, "RawToRGB32");
     Rgb32Sink sink(lut_, *dst);
-    demosaic(*src, parity_, sink);
+    demosaic(*src, parity_, sink, 0, src->height);
 }
 
 void BayerMosaicConversion::RawToMono8(const TIMAGE* src, TIMAGE* dst) const {
     check_pair(src, dst, 8, "RawToMono8");
     Mono8Sink sink(lut_, *dst);
-    demosaic(*src, parity_, sink);
+    demosaic(*src, parity_, sink, 0, src->height);
+}
+
+void BayerMosaicConversion::RawToPlanes8(const TIMAGE* src, TIMAGE* const planes[3],
+                                         int32_t firstLine, int32_t endLine) const {
+    if (planes == nullptr) refuse("RawToPlanes8", "destination", "is missing");
+    for (int c = 0; c < 3; ++c) check_pair(src, planes[c], 8, "RawToPlanes8");
+    if (firstLine < 0 || endLine > src->height || firstLine > endLine) {
+        throw std::invalid_argument("RawToPlanes8: lines " + std::to_string(firstLine) + " to " +
+                                    std::to_string(endLine) + " are not within the image");
+    }
+    PlanesSink sink(lut_, planes);
+    demosaic(*src, parity_, sink, firstLine, endLine);
 }
 
 CBMConvert::CBMConvert() : BayerMosaicConversion(0) {}

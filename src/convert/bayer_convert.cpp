@@ -1,10 +1,13 @@
 // colk_convert_bm: Bayer raw images to RGB and intensity through the host's
 // demosaic.
 //
-// The host's converter works on packed images described by TIMAGE records.
-// The source plane is wrapped as it lies in the buffer; the converter writes a
-// packed temporary image, a band of lines at a time, which is then spread
-// into the destination planes.
+// The host's converter works on images described by TIMAGE records. The
+// source plane is wrapped as it lies in the buffer. The first band of lines
+// is converted into a packed temporary image and spread into the
+// destination planes, as a serial walk does, so that every refusal comes in
+// that walk's order; the later bands of an RGB result are demosaiced by the
+// host straight into the three byte planes (no packed pixels written and
+// read back), those of a grey result into the packed array and copied out.
 // Everything taken on the way (host pointers, records, the temporary array) is
 // held by a scoped owner, so an early return or an exception of the converter
 // hands it all back, in reverse order of taking.
@@ -223,6 +226,12 @@ struct BandConversion final : ParallelWork {
     uint32_t errorBand = std::numeric_limits<uint32_t>::max();
     const LentPlane* out[3] = {nullptr, nullptr, nullptr};
     SpreadLine<D> spread = nullptr;
+    // For byte planes the bands after the first are demosaiced straight
+    // into the destination, each band's lines of the whole image, with no
+    // packed array between: the whole source and the three planes.
+    bool straight = false;
+    TIMAGE wholeRaw{};
+    TIMAGE planeImages[3]{};
 
     // Points both images at the window of a band and demosaics it.
     bool demosaic(const Band& b, PackedBand& into) const {
@@ -260,6 +269,7 @@ struct BandConversion final : ParallelWork {
     }
 
     bool prepare(uint32_t threads) override {
+        if (straight) return true;
         try {
             while (threadBands.size() < threads) {
                 before_allocation("bayer: thread arrays");
@@ -278,10 +288,14 @@ struct BandConversion final : ParallelWork {
 
     void run(uint32_t job, uint32_t thread) override {
         const Band& b = bands[job + 1];
-        PackedBand& mine = threadBands[thread];
         bool ok = false;
         try {
-            ok = demosaic(b, mine);
+            if (straight) {
+                TIMAGE* const planes[3] = {&planeImages[0], &planeImages[1], &planeImages[2]};
+                converter.RawToPlanes8(&wholeRaw, planes, b.first, b.end);
+                return;
+            }
+            ok = demosaic(b, threadBands[thread]);
         } catch (...) {
             std::lock_guard<std::mutex> lock(errorMutex);
             if (job < errorBand) {
@@ -290,7 +304,7 @@ struct BandConversion final : ParallelWork {
             }
         }
         if (ok) {
-            spread_band(b, mine);
+            spread_band(b, threadBands[thread]);
         } else {
             fail(job, IPL_GetErrorCode2());
         }
@@ -361,11 +375,19 @@ int32_t tmpl_convert_bm(int32_t source, int32_t destination, int32_t code, S*, D
     for (int32_t p = 0; p < planes; ++p)
         if (!out[p].take(destination, p, width, height)) return 0;
     for (int32_t p = 0; p < planes; ++p) work.out[p] = &out[p];
-    // A destination larger than the caches is written around them.
-    work.spread = uint64_t(width) * uint64_t(height) * 3 * sizeof(D) >= kSpreadStreamBytes
-                      ? spread_rgb32_streamed_targets<D>().active()
-                      : spread_rgb32_targets<D>().active();
+    work.spread = spread_rgb32_targets<D>().active();
     work.spread_band(band, first);
+    // The first band went through the packed array as a serial walk has it,
+    // so every failure comes in that walk's order; the first band's
+    // demosaic has accepted the source.
+    if constexpr (sizeof(D) == 1) {
+        if (ucode == kRawToRGB) {
+            work.straight = true;
+            work.wholeRaw = {rawPlane.data(), width, height, rawPlane.pitch(), 8, 0};
+            for (int32_t p = 0; p < 3; ++p)
+                work.planeImages[p] = {out[p].data(), width, height, out[p].pitch(), 8, 0};
+        }
+    }
 
     // The other bands, each demosaiced into the packed array of the thread
     // that takes it and spread from there.

@@ -29,13 +29,6 @@ const TargetTable<SpreadLine<D>>& spread_rgb32_targets() {
 }
 
 template <class D>
-const TargetTable<SpreadLine<D>>& spread_rgb32_streamed_targets() {
-    static constexpr TargetTable<SpreadLine<D>> table{
-        {&scalar::spread_rgb32<D>, OZU_SIMD_ENTRIES(SpreadRgb32Streamed<D>)}};
-    return table;
-}
-
-template <class D>
 void spread_rgb32(const uint8_t* packed, D* const planes[3], int32_t width) {
     spread_rgb32_targets<D>().active()(packed, planes, width);
 }
@@ -43,7 +36,6 @@ void spread_rgb32(const uint8_t* packed, D* const planes[3], int32_t width) {
 #define OZU_X(D)                                                                  \
     template void scalar::spread_rgb32<D>(const uint8_t*, D* const[3], int32_t);  \
     template const TargetTable<SpreadLine<D>>& spread_rgb32_targets<D>();         \
-    template const TargetTable<SpreadLine<D>>& spread_rgb32_streamed_targets<D>(); \
     template void spread_rgb32<D>(const uint8_t*, D* const[3], int32_t);
 OZU_SPREAD_TYPES(OZU_X)
 #undef OZU_X

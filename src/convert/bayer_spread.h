@@ -19,15 +19,8 @@ void spread_rgb32(const uint8_t* packed, D* const planes[3], int32_t width);
 }  // namespace scalar
 
 // The versions for each CPU target, and the line spread of the active one.
-// The streamed versions write around the caches: for destinations larger
-// than the caches. Both give the same bits.
 template <class D>
 const TargetTable<SpreadLine<D>>& spread_rgb32_targets();
-template <class D>
-const TargetTable<SpreadLine<D>>& spread_rgb32_streamed_targets();
-
-// Destination images of at least this many bytes are written streamed.
-inline constexpr uint64_t kSpreadStreamBytes = uint64_t{48} << 20;
 
 template <class D>
 void spread_rgb32(const uint8_t* packed, D* const planes[3], int32_t width);
@@ -37,7 +30,6 @@ void spread_rgb32(const uint8_t* packed, D* const planes[3], int32_t width);
 #define OZU_X(D)                                                                            \
     extern template void scalar::spread_rgb32<D>(const uint8_t*, D* const[3], int32_t);    \
     extern template const TargetTable<SpreadLine<D>>& spread_rgb32_targets<D>();           \
-    extern template const TargetTable<SpreadLine<D>>& spread_rgb32_streamed_targets<D>();  \
     extern template void spread_rgb32<D>(const uint8_t*, D* const[3], int32_t);
 OZU_SPREAD_TYPES(OZU_X)
 #undef OZU_X

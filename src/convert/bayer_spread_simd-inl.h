@@ -1,8 +1,7 @@
 // Vector versions of the RGB32 spread, compiled once per target by
 // bayer_spread.cpp (see frame/cpu_target.h): whole vectors of pixels are
-// de-interleaved into their four byte channels and the first three stored,
-// in the streamed versions around the caches; the pixels after the last
-// whole vector go through the scalar spread.
+// de-interleaved into their four byte channels and the first three stored;
+// the pixels after the last whole vector go through the scalar spread.
 #if defined(OZU_CONVERT_BAYER_SPREAD_SIMD_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef OZU_CONVERT_BAYER_SPREAD_SIMD_INL_H_
 #undef OZU_CONVERT_BAYER_SPREAD_SIMD_INL_H_
@@ -13,7 +12,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 #include "convert/bayer_spread.h"
@@ -23,8 +21,8 @@ namespace ozu {
 namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-template <bool kStream, class D>
-HWY_INLINE void SpreadLine(const uint8_t* packed, D* const planes[3], int32_t width) {
+template <class D>
+void SpreadRgb32(const uint8_t* packed, D* const planes[3], int32_t width) {
     if constexpr (sizeof(D) != 1) {
         // Bytes widened to 16 bits: only the instances no caller reaches.
         scalar::spread_rgb32<D>(packed, planes, width);
@@ -41,41 +39,14 @@ HWY_INLINE void SpreadLine(const uint8_t* packed, D* const planes[3], int32_t wi
     for (; x + lanes <= n; x += lanes) {
         hn::Vec<decltype(d)> r, g, b, dropped;
         hn::LoadInterleaved4(d, packed + 4 * x, r, g, b, dropped);
-        if constexpr (kStream) {
-            hn::Stream(r, d, out[0] + x);
-            hn::Stream(g, d, out[1] + x);
-            hn::Stream(b, d, out[2] + x);
-        } else {
-            hn::StoreU(r, d, out[0] + x);
-            hn::StoreU(g, d, out[1] + x);
-            hn::StoreU(b, d, out[2] + x);
-        }
+        hn::StoreU(r, d, out[0] + x);
+        hn::StoreU(g, d, out[1] + x);
+        hn::StoreU(b, d, out[2] + x);
     }
-    // Streamed stores are ordered with what follows only by a fence.
-    if constexpr (kStream) hwy::FlushStream();
     if (x < n) {
         D* const rest[3] = {planes[0] + x, planes[1] + x, planes[2] + x};
         scalar::spread_rgb32<D>(packed + 4 * x, rest, static_cast<int32_t>(n - x));
     }
-}
-
-template <class D>
-void SpreadRgb32(const uint8_t* packed, D* const planes[3], int32_t width) {
-    SpreadLine<false>(packed, planes, width);
-}
-
-// Streams when every plane's line is aligned to a whole vector (as the
-// host's lines are), so that every full vector's store is aligned.
-template <class D>
-void SpreadRgb32Streamed(const uint8_t* packed, D* const planes[3], int32_t width) {
-    const size_t bytes = hn::Lanes(hn::ScalableTag<uint8_t>());
-    for (int p = 0; p < 3; ++p) {
-        if (reinterpret_cast<uintptr_t>(planes[p]) % bytes != 0) {
-            SpreadLine<false>(packed, planes, width);
-            return;
-        }
-    }
-    SpreadLine<true>(packed, planes, width);
 }
 
 }  // namespace HWY_NAMESPACE

@@ -4,7 +4,8 @@
  * A raw camera image carries one colour sample per pixel, laid out in the
  * repeating 2x2 Bayer cell. The converter rebuilds the two missing samples of
  * every pixel by bilinear interpolation, maps each channel through a
- * gain/offset look-up table and writes packed RGB32 or 8-bit grey.
+ * gain/offset look-up table and writes packed RGB32, three 8-bit planes
+ * or 8-bit grey.
  *
  * Ownership in one line: a CLPIMAGE owns its TIMAGE record (which the caller
  * obtained with malloc/calloc) but never the pixels that record points to.
@@ -176,6 +177,16 @@ public:
     /** Demosaics `src` (8 bits per pixel) into grey `dst` (8 bits per pixel).
      *  Throws std::invalid_argument like RawToRGB32. */
     void RawToMono8(const TIMAGE* src, TIMAGE* dst) const;
+    /** Demosaics lines [firstLine, endLine) of `src` (8 bits per pixel) into
+     *  three 8-bit planes, planes[0] R, planes[1] G, planes[2] B, each of the
+     *  source's size: the bytes RawToRGB32 would give as bytes 0, 1 and 2 of
+     *  those lines. Lines outside the range are read (as neighbours) from the
+     *  source and left untouched in the planes, so that disjoint ranges may be
+     *  converted by different threads. The planes must overlap neither the
+     *  source nor each other. Throws std::invalid_argument like RawToRGB32,
+     *  and when the range is not within 0..height. */
+    void RawToPlanes8(const TIMAGE* src, TIMAGE* const planes[3], int32_t firstLine,
+                      int32_t endLine) const;
 
 private:
     int32_t parity_ = 0;
