@@ -46,6 +46,26 @@ int table(int v, double gain, double offset) {
     return r <= 0.0 ? 0 : r >= 255.0 ? 255 : int(r);
 }
 
+// A random mosaic of `pitch` bytes a line, the bytes after each line 0xEE:
+// a stray read changes a result.
+std::vector<uint8_t> random_mosaic(std::mt19937& engine, int width, int height, int pitch) {
+    std::vector<uint8_t> raw(std::size_t(pitch) * height, 0xEE);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) raw[std::size_t(y) * pitch + x] = uint8_t(engine());
+    return raw;
+}
+
+// A converter of the parity, with the tables of the gains and offsets or
+// (identity) none.
+CBMConvert converter(int parity, bool identity, const double (&gains)[3],
+                     const double (&offsets)[3]) {
+    CBMConvert conv;
+    conv.SetParity(parity);
+    if (!identity)
+        conv.SetupLUTs(gains[0], offsets[0], gains[1], offsets[1], gains[2], offsets[2]);
+    return conv;
+}
+
 TEST(BayerLines, Rgb32MatchesTheRuleOnEveryWidthParityAndTable) {
     std::mt19937 engine(99);
     const double gains[3] = {1.25, 0.5, 2.0};
@@ -58,21 +78,12 @@ TEST(BayerLines, Rgb32MatchesTheRuleOnEveryWidthParityAndTable) {
                                                     << " " << width << "x" << height);
                     const int srcPitch = width + 5;
                     const int dstPitch = 4 * width + 7;
-                    // Padding bytes of 0xEE: a stray read changes a result,
-                    // a stray write shows in the padding.
-                    std::vector<uint8_t> raw(std::size_t(srcPitch) * height, 0xEE);
-                    for (int y = 0; y < height; ++y)
-                        for (int x = 0; x < width; ++x)
-                            raw[std::size_t(y) * srcPitch + x] = uint8_t(engine());
+                    // Padding bytes of 0xEE: a stray write shows there.
+                    std::vector<uint8_t> raw = random_mosaic(engine, width, height, srcPitch);
                     std::vector<uint8_t> out(std::size_t(dstPitch) * height, 0xEE);
                     TIMAGE src{raw.data(), width, height, srcPitch, 8, 0};
                     TIMAGE dst{out.data(), width, height, dstPitch, 32, 0};
-                    CBMConvert conv;
-                    conv.SetParity(parity);
-                    if (tables == 1)
-                        conv.SetupLUTs(gains[0], offsets[0], gains[1], offsets[1], gains[2],
-                                       offsets[2]);
-                    conv.RawToRGB32(&src, &dst);
+                    converter(parity, tables == 0, gains, offsets).RawToRGB32(&src, &dst);
 
                     bool ok = true;
                     for (int y = 0; y < height && ok; ++y) {
@@ -122,16 +133,9 @@ TEST(BayerLines, PlanesMatchTheRuleOnEveryWidthParityTableAndLineRange) {
                 SCOPED_TRACE(testing::Message() << "tables " << tables << " parity " << parity
                                                 << " width " << width);
                 const int srcPitch = width + 3;
-                std::vector<uint8_t> raw(std::size_t(srcPitch) * kHeight, 0xEE);
-                for (int y = 0; y < kHeight; ++y)
-                    for (int x = 0; x < width; ++x)
-                        raw[std::size_t(y) * srcPitch + x] = uint8_t(engine());
+                std::vector<uint8_t> raw = random_mosaic(engine, width, kHeight, srcPitch);
                 TIMAGE src{raw.data(), width, kHeight, srcPitch, 8, 0};
-                CBMConvert conv;
-                conv.SetParity(parity);
-                if (tables == 1)
-                    conv.SetupLUTs(gains[0], offsets[0], gains[1], offsets[1], gains[2],
-                                   offsets[2]);
+                const CBMConvert conv = converter(parity, tables == 0, gains, offsets);
                 // Planes of different pitches, each with its padding.
                 const int pitches[3] = {width + 1, width + 9, width + 40};
                 for (int split = 0; split <= kHeight; ++split) {
