@@ -364,7 +364,10 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
     const VF32 one = F(1.0f);
-    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    // The channels of Lanes(DI32) pixels from column x on, each a value of
+    // the destination's range, into rOut, gOut and bOut.
+    const auto pixels = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x, VI32& rOut,
+                                           VI32& gOut, VI32& bOut) OZU_INLINE_LAMBDA {
         const VF32 h = LoadNormalised(p[0] + x, fsrc);
         const VF32 s = LoadNormalised(p[1] + x, fsrc);
         const VF32 v = LoadNormalised(p[2] + x, fsrc);
@@ -391,21 +394,43 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
             hn::IfNegativeThenElse(bit2, pv, hn::IfNegativeThenElse(bit1, qOrV, vOrT));
         const VF32 bf =
             hn::IfNegativeThenElse(bit2, qOrV, hn::IfNegativeThenElse(bit1, vOrT, pv));
-        // A grey pixel (s = 0) needs no case of its own: then p, q and t are
-        // v exactly (v x (1 - 0), f finite because a zero s means a nonzero
-        // srcMax), so every pick is v and each channel trunc(v x dstMax),
-        // as the scalar kernel's grey branch writes, whatever the sector.
-        const auto grey = AsI(hn::Eq(s, F(0.0f)));
-        VI32 rOut = Trunc<kInRange>(hn::Mul(rf, fdst));
-        VI32 gOut = Trunc<kInRange>(hn::Mul(gf, fdst));
-        VI32 bOut = Trunc<kInRange>(hn::Mul(bf, fdst));
-        // A sector outside 0..5 leaves the pixel as it was, unless it is grey.
-        const auto skip = hn::AndNot(grey, hn::Or(hn::Lt(i, I(0)), hn::Gt(i, I(5))));
-        if (!hn::AllFalse(DI32(), skip)) {
+        rOut = Trunc<kInRange>(hn::Mul(rf, fdst));
+        gOut = Trunc<kInRange>(hn::Mul(gf, fdst));
+        bOut = Trunc<kInRange>(hn::Mul(bf, fdst));
+        // A sector outside 0..5 leaves the pixel as it was, unless it is
+        // grey. A grey pixel (s = 0) needs no case of its own: then p, q and
+        // t are v exactly (v x (1 - 0), f finite because a zero s means a
+        // nonzero srcMax), so every pick is v and each channel trunc(v x
+        // dstMax), as the scalar kernel's grey branch writes, whatever the
+        // sector. With the channels of the byte stores (HsvStoresBytes) the
+        // hue lies in 0..1, and 6 is the only sector outside 0..5. Such
+        // sectors are rare: grey is asked for only when there is one.
+        const auto outside = kBytes ? hn::Eq(i, I(6)) : hn::Or(hn::Lt(i, I(0)), hn::Gt(i, I(5)));
+        if (!hn::AllFalse(DI32(), outside)) {
+            const auto skip = hn::AndNot(AsI(hn::Eq(s, F(0.0f))), outside);
             rOut = hn::IfThenElse(skip, LoadI32(q[0] + x), rOut);
             gOut = hn::IfThenElse(skip, LoadI32(q[1] + x), gOut);
             bOut = hn::IfThenElse(skip, LoadI32(q[2] + x), bOut);
         }
+    };
+#if HWY_TARGET == HWY_AVX2
+    if constexpr (kBytes) {
+        // Two vectors of pixels a step, stored together.
+        const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q,
+                                             size_t x) OZU_INLINE_LAMBDA {
+            VI32 r0, g0, b0, r1, g1, b1;
+            pixels(p, q, x, r0, g0, b0);
+            pixels(p, q, x + 8, r1, g1, b1);
+            StoreBytes3x2(r0, g0, b0, r1, g1, b1, q[0] + x, q[1] + x, q[2] + x);
+        };
+        WalkLine<2 * kLanes>(src, dst, width, 2 * hn::Lanes(DI32()), step);
+        return;
+    }
+#endif
+    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q,
+                                         size_t x) OZU_INLINE_LAMBDA {
+        VI32 rOut, gOut, bOut;
+        pixels(p, q, x, rOut, gOut, bOut);
         if constexpr (kBytes) {
             StoreBytes3(rOut, gOut, bOut, q[0] + x, q[1] + x, q[2] + x);
         } else {

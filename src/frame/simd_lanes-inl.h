@@ -143,6 +143,29 @@ HWY_INLINE void StoreBytes3(VI32 a, VI32 b, VI32 c, D* HWY_RESTRICT pa, D* HWY_R
 #endif
 }
 
+#if HWY_TARGET == HWY_AVX2
+// StoreBytes3 of sixteen pixels, two vectors a channel (a0 the first eight
+// pixels of pa, a1 the next eight), through one chain of packs and two
+// permutations.
+template <class D>
+HWY_INLINE void StoreBytes3x2(VI32 a0, VI32 b0, VI32 c0, VI32 a1, VI32 b1, VI32 c1,
+                              D* HWY_RESTRICT pa, D* HWY_RESTRICT pb, D* HWY_RESTRICT pc) {
+    static_assert(sizeof(D) == 1);
+    // Per 128-bit half, in 32-bit groups of four pixels:
+    // a0 0-3, a1 0-3, b0 0-3, b1 0-3 | a0 4-7, a1 4-7, b0 4-7, b1 4-7.
+    const __m256i ab = _mm256_packus_epi16(_mm256_packus_epi32(a0.raw, a1.raw),
+                                           _mm256_packus_epi32(b0.raw, b1.raw));
+    const __m256i c = _mm256_packus_epi32(c0.raw, c1.raw);
+    const __m256i cc = _mm256_packus_epi16(c, c);
+    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    const __m256i abOrdered = _mm256_permutevar8x32_epi32(ab, order);
+    const __m256i cOrdered = _mm256_permutevar8x32_epi32(cc, order);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pa), _mm256_castsi256_si128(abOrdered));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pb), _mm256_extracti128_si256(abOrdered, 1));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pc), _mm256_castsi256_si128(cOrdered));
+}
+#endif
+
 // TruncInRange where kInRange, else TruncToI32.
 template <bool kInRange>
 HWY_INLINE VI32 Trunc(VF32 v) {
