@@ -522,17 +522,39 @@ private:
 // at the last interior column overlap the others instead of leaving up to
 // a block's worth of columns to the one-by-one code at each end; an
 // overlapped column is written twice with the same bytes. Streamed blocks
-// start at `aligned`, the first column whose stores are aligned.
+// start at `aligned`, the first column whose stores are aligned, when the
+// first block reaches it.
 template <class Plain, class Streamed>
 size_t overlapped_run(const Plain& plain, const Streamed& streamed, size_t step, size_t width,
                       bool stream, size_t aligned) {
     if (width < step + 2) return 1;
     size_t x = plain(1, step + 2);
-    if (stream) x = streamed(std::min(aligned, x), width);
+    if (stream && aligned <= x) x = streamed(aligned, width);
     x = plain(x, width);
     if (x + 1 < width) x = plain(width - 1 - step, width);
     return x;
 }
+
+#if OZU_BASE_X86
+// The interior columns through one x86 run (`run(x, limit, output)`, blocks
+// of `step` columns) with the sink's outputs of that width, Plain and
+// Streamed.
+template <class Plain, class Streamed, class Sink, class Run>
+size_t x86_run(const Sink& sink, size_t step, size_t width, bool stream, const Run& run) {
+    auto plain = [&](size_t x, size_t limit) {
+        return run(x, limit, Plain{sink.out(), sink.lut(), sink.identity()});
+    };
+    if constexpr (Sink::kStreams) {
+        auto streamed = [&](size_t x, size_t limit) {
+            return run(x, limit, Streamed{sink.out(), sink.lut(), true});
+        };
+        return overlapped_run(plain, streamed, step, width, stream,
+                              stream ? sink.aligned_column(step, width) : 1);
+    } else {
+        return overlapped_run(plain, plain, step, width, false, 1);
+    }
+}
+#endif
 
 // Interior columns from 1 on through the widest vector run the set in use
 // allows, with the sink's output for it: the sink names its outputs as
@@ -544,38 +566,17 @@ size_t vector_run(const Sink& sink, const Lines& l, size_t width, bool colourAtE
                   bool redLine, bool stream) {
 #if OZU_BASE_X86
     using ozu::base::Isa;
-    // One blocks' width of x86 vectors, with their run and their outputs.
-    auto x86 = [&](size_t step, auto run, auto plainOutput, auto streamedOutput) {
-        using Plain = decltype(plainOutput);
-        using Streamed = decltype(streamedOutput);
-        auto plain = [&](size_t x, size_t limit) {
-            return run(x, limit, Plain{sink.out(), sink.lut(), sink.identity()});
-        };
-        if constexpr (Sink::kStreams) {
-            auto streamed = [&](size_t x, size_t limit) {
-                return run(x, limit, Streamed{sink.out(), sink.lut(), true});
-            };
-            return overlapped_run(plain, streamed, step, width, stream,
-                                  stream ? sink.aligned_column(step, width) : 1);
-        } else {
-            return overlapped_run(plain, plain, step, width, false, 1);
-        }
-    };
     if (ozu::base::isa_allows(Isa::kAvx2)) {
-        return x86(
-            32,
-            [&](size_t x, size_t limit, const auto& put) {
+        return x86_run<typename Sink::template Avx2<false>, typename Sink::template Avx2<true>>(
+            sink, 32, width, stream, [&](size_t x, size_t limit, const auto& put) {
                 return run_avx2(l, x, limit, colourAtEven, redLine, put);
-            },
-            typename Sink::template Avx2<false>{}, typename Sink::template Avx2<true>{});
+            });
     }
     if (ozu::base::isa_allows(Isa::kBaseline)) {
-        return x86(
-            16,
-            [&](size_t x, size_t limit, const auto& put) {
+        return x86_run<typename Sink::template Sse2<false>, typename Sink::template Sse2<true>>(
+            sink, 16, width, stream, [&](size_t x, size_t limit, const auto& put) {
                 return run_sse2(l, x, limit, colourAtEven, redLine, put);
-            },
-            typename Sink::template Sse2<false>{}, typename Sink::template Sse2<true>{});
+            });
     }
 #endif
 #if OZU_BASE_NEON

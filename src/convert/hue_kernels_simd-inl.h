@@ -420,7 +420,7 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
                                              size_t x) OZU_INLINE_LAMBDA {
             VI32 r0, g0, b0, r1, g1, b1;
             pixels(p, q, x, r0, g0, b0);
-            pixels(p, q, x + 8, r1, g1, b1);
+            pixels(p, q, x + hn::Lanes(DI32()), r1, g1, b1);
             StoreBytes3x2(r0, g0, b0, r1, g1, b1, q[0] + x, q[1] + x, q[2] + x);
         };
         WalkLine<2 * kLanes>(src, dst, width, 2 * hn::Lanes(DI32()), step);
