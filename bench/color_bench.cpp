@@ -62,6 +62,7 @@ std::vector<Operation> operations() {
         {"RGB->CMY", 2, 3, 3, convert(COL_CODE(COL_RGB, COL_CMY)),
          [](const cv::Mat& s, cv::Mat& d) { cv::bitwise_not(s, d); }},
         {"HSV->RGB", 2, 3, 3, convert(COL_CODE(COL_HSV, COL_RGB)), cvt(cv::COLOR_HSV2RGB_FULL)},
+        {"HLS->RGB", 2, 3, 3, convert(COL_CODE(COL_HLS, COL_RGB)), cvt(cv::COLOR_HLS2RGB_FULL)},
         {"YUV->RGB", 2, 3, 3, convert(COL_CODE(COL_YUV, COL_RGB)), cvt(cv::COLOR_YUV2RGB)},
         {"RGB->YCC 16-bit", 4, 3, 3, convert(COL_CODE(COL_RGB, COL_YCC)), cvt(cv::COLOR_RGB2YCrCb)},
         {"RGB->I 16-bit", 4, 3, 1, convert(COL_CODE(COL_RGB, COL_I)), cvt(cv::COLOR_RGB2GRAY)},

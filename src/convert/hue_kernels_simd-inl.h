@@ -140,22 +140,25 @@ template <class S, class D>
 HWY_INLINE void HlsTablePath(const S* const src[3], D* const dst[3], int32_t width) {
     constexpr bool kNarrow = sizeof(S) <= 2;
     const VF32 fdst = F(255.0f);
-    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    // Up to the hue in degrees (three divisions), then the hue scaled (the
+    // fourth) and the stores: WalkLineSplit starts the first part early.
+    const auto head = [OZU_STEP_CAPTURE](const S* const* p, size_t x,
+                                         const auto& then) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         VI32 eMax, eMin;
         FindExtremes(r, g, b, eMax, eMin);
         const VI32 row = hn::And(eMax, I(0xFF));
         const VI32 col = hn::And(eMin, I(0xFF));
-        const VI32 lightness = hn::ShiftRight<1>(hn::Add(row, col));
-        const VI32 saturation = HlsSaturationEntry(row, col);
-        const VF32 d = ToF32(hn::Sub(eMax, eMin));
-        const VI32 h = hn::IfThenElseZero(hn::Ne(eMax, eMin),
-                                          ScaleHue<kNarrow>(HueDegrees(r, g, b, eMax, d), fdst));
-        StoreLow(h, q[0] + x);
+        return then(hn::ShiftRight<1>(hn::Add(row, col)), HlsSaturationEntry(row, col),
+                    HueDegrees(r, g, b, eMax, ToF32(hn::Sub(eMax, eMin))), hn::Ne(eMax, eMin));
+    };
+    const auto tail = [OZU_STEP_CAPTURE](VI32 lightness, VI32 saturation, VF32 degrees,
+                                         MI32 chromatic, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+        StoreLow(hn::IfThenElseZero(chromatic, ScaleHue<kNarrow>(degrees, fdst)), q[0] + x);
         StoreLow(lightness, q[1] + x);
         StoreLow(saturation, q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
+    WalkLineSplit<kLanes>(src, dst, width, hn::Lanes(DI32()), head, tail);
 }
 
 template <class S, class D>
@@ -338,14 +341,20 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
                          int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    // The hue in degrees, the lightness, m1, m2, and whether the pixel is
+    // grey: the three normalising divisions, which WalkLineSplit starts early.
+    const auto head = [OZU_STEP_CAPTURE](const S* const* p, size_t x,
+                                         const auto& then) OZU_INLINE_LAMBDA {
         const VF32 h = hn::Div(hn::Mul(ToF32(LoadI32(p[0] + x)), F(360.0f)), fsrc);
         const VF32 l = LoadNormalised(p[1] + x, fsrc);
         const VF32 s = LoadNormalised(p[2] + x, fsrc);
         const VF32 m2 = hn::IfThenElse(hn::Le(l, F(0.5f)), hn::Mul(l, hn::Add(F(1.0f), s)),
                                        hn::Sub(hn::Add(l, s), hn::Mul(l, s)));
         const VF32 m1 = hn::Sub(hn::Mul(F(2.0f), l), m2);
-        const auto grey = AsI(hn::Eq(s, F(0.0f)));
+        return then(h, l, m1, m2, AsI(hn::Eq(s, F(0.0f))));
+    };
+    const auto tail = [OZU_STEP_CAPTURE](VF32 h, VF32 l, VF32 m1, VF32 m2, MI32 grey, D* const* q,
+                                         size_t x) OZU_INLINE_LAMBDA {
         const VI32 flat = Trunc<kInRange>(hn::Mul(l, fdst));
         const auto channel = [OZU_STEP_CAPTURE](VF32 hue) OZU_INLINE_LAMBDA {
             return hn::IfThenElse(grey, flat,
@@ -355,7 +364,7 @@ HWY_INLINE void HlsToRgb(const S* const src[3], D* const dst[3], int32_t width, 
         StoreLow(channel(h), q[1] + x);
         StoreLow(channel(hn::Sub(h, F(120.0f))), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
+    WalkLineSplit<kLanes>(src, dst, width, hn::Lanes(DI32()), head, tail);
 }
 
 template <bool kInRange, bool kBytes, class S, class D>
@@ -364,16 +373,25 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
     const VF32 one = F(1.0f);
-    // The channels of Lanes(DI32) pixels from column x on, each a value of
-    // the destination's range, into rOut, gOut and bOut.
-    const auto pixels = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x, VI32& rOut,
-                                           VI32& gOut, VI32& bOut) OZU_INLINE_LAMBDA {
+    const size_t lanes = hn::Lanes(DI32());
+    // The sector, its fraction, and the normalised saturation and value of
+    // Lanes(DI32) pixels from column x on. Its four divisions, two of them
+    // one after the other, are the long chain of latencies that
+    // WalkLineSplit starts early.
+    const auto head = [OZU_STEP_CAPTURE](const S* const* p, size_t x,
+                                         const auto& then) OZU_INLINE_LAMBDA {
         const VF32 h = LoadNormalised(p[0] + x, fsrc);
         const VF32 s = LoadNormalised(p[1] + x, fsrc);
         const VF32 v = LoadNormalised(p[2] + x, fsrc);
         const VF32 sector = hn::Div(hn::Mul(h, F(360.0f)), F(60.0f));
         const VI32 i = Trunc<kInRange>(sector);
-        const VF32 f = hn::Sub(sector, ToF32(i));
+        return then(i, hn::Sub(sector, ToF32(i)), s, v);
+    };
+    // The channels of those pixels, each a value of the destination's range,
+    // into rOut, gOut and bOut.
+    const auto channels = [OZU_STEP_CAPTURE](VI32 i, VF32 f, VF32 s, VF32 v, D* const* q, size_t x,
+                                             VI32& rOut, VI32& gOut,
+                                             VI32& bOut) OZU_INLINE_LAMBDA {
         const VF32 pv = hn::Mul(v, hn::Sub(one, s));
         const VF32 qv = hn::Mul(v, hn::Sub(one, hn::Mul(s, f)));
         const VF32 tv = hn::Mul(v, hn::Sub(one, hn::Mul(s, hn::Sub(one, f))));
@@ -415,31 +433,41 @@ HWY_INLINE void HsvToRgb(const S* const src[3], D* const dst[3], int32_t width, 
     };
 #if HWY_TARGET == HWY_AVX2
     if constexpr (kBytes) {
-        // Two vectors of pixels a step, stored together.
-        const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q,
-                                             size_t x) OZU_INLINE_LAMBDA {
+        // Two vectors of pixels a step, stored together; sixteen pixels a
+        // step are far enough ahead for the next step's head.
+        const auto head2 = [OZU_STEP_CAPTURE](const S* const* p, size_t x,
+                                              const auto& then) OZU_INLINE_LAMBDA {
+            return head(p, x, [&](VI32 i0, VF32 f0, VF32 s0, VF32 v0) OZU_INLINE_LAMBDA {
+                return head(p, x + lanes, [&](VI32 i1, VF32 f1, VF32 s1, VF32 v1) OZU_INLINE_LAMBDA {
+                    return then(i0, f0, s0, v0, i1, f1, s1, v1);
+                });
+            });
+        };
+        const auto tail2 = [OZU_STEP_CAPTURE](VI32 i0, VF32 f0, VF32 s0, VF32 v0, VI32 i1, VF32 f1,
+                                              VF32 s1, VF32 v1, D* const* q,
+                                              size_t x) OZU_INLINE_LAMBDA {
             VI32 r0, g0, b0, r1, g1, b1;
-            pixels(p, q, x, r0, g0, b0);
-            pixels(p, q, x + hn::Lanes(DI32()), r1, g1, b1);
+            channels(i0, f0, s0, v0, q, x, r0, g0, b0);
+            channels(i1, f1, s1, v1, q, x + lanes, r1, g1, b1);
             StoreBytes3x2(r0, g0, b0, r1, g1, b1, q[0] + x, q[1] + x, q[2] + x);
         };
-        WalkLine<2 * kLanes>(src, dst, width, 2 * hn::Lanes(DI32()), step);
+        WalkLineSplit<2 * kLanes, 1>(src, dst, width, 2 * lanes, head2, tail2);
         return;
     }
 #endif
-    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q,
+    const auto tail = [OZU_STEP_CAPTURE](VI32 i, VF32 f, VF32 s, VF32 v, D* const* q,
                                          size_t x) OZU_INLINE_LAMBDA {
-        VI32 rOut, gOut, bOut;
-        pixels(p, q, x, rOut, gOut, bOut);
+        VI32 r, g, b;
+        channels(i, f, s, v, q, x, r, g, b);
         if constexpr (kBytes) {
-            StoreBytes3(rOut, gOut, bOut, q[0] + x, q[1] + x, q[2] + x);
+            StoreBytes3(r, g, b, q[0] + x, q[1] + x, q[2] + x);
         } else {
-            StoreLow(rOut, q[0] + x);
-            StoreLow(gOut, q[1] + x);
-            StoreLow(bOut, q[2] + x);
+            StoreLow(r, q[0] + x);
+            StoreLow(g, q[1] + x);
+            StoreLow(b, q[2] + x);
         }
     };
-    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
+    WalkLineSplit<kLanes>(src, dst, width, lanes, head, tail);
 }
 
 // Whether every channel HsvToRgb stores lies in 0..255, so that it may

@@ -231,6 +231,113 @@ HWY_INLINE void WalkLine(const S* const src[3], D* const dst[3], int32_t width, 
         if (dst[p] != nullptr) std::memcpy(dst[p] + whole, outPad[p], rest * sizeof(D));
 }
 
+#if !HWY_HAVE_SCALABLE
+// WalkLine for a step in two parts: front(in, x) loads the group of pixels
+// at x and returns what its first steps made of them, back(state, out, x)
+// finishes the group and stores it. Each group's front runs kAhead groups
+// before its back. A step that opens with a long chain of latencies
+// (divisions, each waiting on the one before) otherwise fills the
+// processor's schedulers with the rest of its own group, all waiting on that
+// chain, and too few groups are ever in flight; with the chain started early,
+// the back finds its inputs ready. The pixels, the operations and the stores
+// are those of WalkLine with back(front(in, x), out, x), and so are the
+// bits, for planes that are the same as or apart from the ones they are read
+// from (groups are read before the ones before them are stored).
+// Not on the scalable targets: their vectors cannot be held in a struct.
+template <size_t kMaxStride, size_t kAhead = 2, class S, class D, class Front, class Back>
+HWY_INLINE void WalkLineAhead(const S* const src[3], D* const dst[3], int32_t width,
+                              size_t stride, const Front& front, const Back& back) {
+    static_assert(kAhead == 1 || kAhead == 2);
+    if (width <= 0) return;
+    const size_t n = static_cast<size_t>(width);
+    const size_t whole = n - n % stride;
+    if (whole != 0) {
+        const S* const in[3] = {src[0], src[1], src[2]};
+        D* const out[3] = {dst[0], dst[1], dst[2]};
+        auto first = front(in, 0);
+        size_t x = 0;
+        if (kAhead == 2 && whole > stride) {
+            auto second = front(in, stride);
+            for (; x + 2 * stride < whole; x += stride) {
+                const auto next = front(in, x + 2 * stride);
+                back(first, out, x);
+                first = second;
+                second = next;
+            }
+            back(first, out, x);
+            back(second, out, x + stride);
+        } else {
+            for (; x + stride < whole; x += stride) {
+                const auto next = front(in, x + stride);
+                back(first, out, x);
+                first = next;
+            }
+            back(first, out, x);
+        }
+    }
+    if (whole == n) return;
+    const auto from = [whole](auto* plane) { return plane != nullptr ? plane + whole : plane; };
+    const S* const in[3] = {from(src[0]), from(src[1]), from(src[2])};
+    D* const out[3] = {from(dst[0]), from(dst[1]), from(dst[2])};
+    WalkLine<kMaxStride>(in, out, static_cast<int32_t>(n - whole), stride,
+                         [&](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+                             back(front(p, x), q, x);
+                         });
+}
+
+// The vectors and masks a group carries from its front to its back, as one
+// struct built from their values (a vector's default constructor cannot be
+// called from here on every target), and a call with them as arguments.
+template <class... T>
+struct Parts {};
+template <class T, class... Rest>
+struct Parts<T, Rest...> {
+    T first;
+    Parts<Rest...> rest;
+};
+
+HWY_INLINE Parts<> MakeParts() { return {}; }
+template <class T, class... Rest>
+HWY_INLINE Parts<T, Rest...> MakeParts(T first, Rest... rest) {
+    return {first, MakeParts(rest...)};
+}
+
+template <class F, class... Done>
+HWY_INLINE void ApplyParts(const F& f, const Parts<>&, Done... done) {
+    f(done...);
+}
+template <class F, class T, class... Rest, class... Done>
+HWY_INLINE void ApplyParts(const F& f, const Parts<T, Rest...>& parts, Done... done) {
+    ApplyParts(f, parts.rest, done..., parts.first);
+}
+#endif
+
+// A kernel's step as two parts: head(in, x, then) computes the first part
+// of the group at x and hands its results to then(results...), which
+// tail(results..., out, x) finishes and stores. Where vectors can be held
+// in a struct the heads run ahead of the tails (WalkLineAhead); on the
+// scalable targets each tail follows its head.
+template <size_t kMaxStride, size_t kAhead = 2, class S, class D, class Head, class Tail>
+HWY_INLINE void WalkLineSplit(const S* const src[3], D* const dst[3], int32_t width,
+                              size_t stride, const Head& head, const Tail& tail) {
+#if HWY_HAVE_SCALABLE
+    WalkLine<kMaxStride>(src, dst, width, stride,
+                         [&](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+                             head(p, x, [&](auto... parts) OZU_INLINE_LAMBDA {
+                                 tail(parts..., q, x);
+                             });
+                         });
+#else
+    const auto front = [&](const S* const* p, size_t x) OZU_INLINE_LAMBDA {
+        return head(p, x, [](auto... parts) OZU_INLINE_LAMBDA { return MakeParts(parts...); });
+    };
+    const auto back = [&](const auto& parts, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+        ApplyParts([&](auto... done) OZU_INLINE_LAMBDA { tail(done..., q, x); }, parts);
+    };
+    WalkLineAhead<kMaxStride, kAhead>(src, dst, width, stride, front, back);
+#endif
+}
+
 }  // namespace HWY_NAMESPACE
 }  // namespace ozu
 HWY_AFTER_NAMESPACE();
