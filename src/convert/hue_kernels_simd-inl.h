@@ -167,7 +167,10 @@ HWY_INLINE void HlsEqualPath(const S* const src[3], D* const dst[3], int32_t wid
     const VF32 fdst = F(static_cast<float>(srcMax));
     const VI32 halfRange = I(srcMax / 2);
     const VI32 twiceRange = I(wmul(2, srcMax));
-    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    // Up to the saturation's quotient and the hue in degrees (three
+    // divisions), which WalkLineSplit starts early; then the scaling.
+    const auto head = [OZU_STEP_CAPTURE](const S* const* p, size_t x,
+                                         const auto& then) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         VI32 eMax, eMin;
         FindExtremes(r, g, b, eMax, eMin);
@@ -177,14 +180,17 @@ HWY_INLINE void HlsEqualPath(const S* const src[3], D* const dst[3], int32_t wid
             hn::IfThenElse(hn::Gt(l, halfRange), hn::Sub(hn::Sub(twiceRange, eMax), eMin),
                            hn::Add(eMax, eMin));
         const VF32 fd = ToF32(d);
-        const VI32 s = TruncToI32(hn::Mul(hn::Div(fd, ToF32(den)), fdst));
-        const VI32 h = ScaleHue(HueDegrees(r, g, b, eMax, fd), fdst);
-        const auto chromatic = hn::Ne(eMax, eMin);
-        StoreLow(hn::IfThenElseZero(chromatic, h), q[0] + x);
+        return then(l, hn::Div(fd, ToF32(den)), HueDegrees(r, g, b, eMax, fd),
+                    hn::Ne(eMax, eMin));
+    };
+    const auto tail = [OZU_STEP_CAPTURE](VI32 l, VF32 quotient, VF32 degrees, MI32 chromatic,
+                                         D* const* q, size_t x) OZU_INLINE_LAMBDA {
+        const VI32 s = TruncToI32(hn::Mul(quotient, fdst));
+        StoreLow(hn::IfThenElseZero(chromatic, ScaleHue(degrees, fdst)), q[0] + x);
         StoreLow(l, q[1] + x);
         StoreLow(hn::IfThenElseZero(chromatic, s), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
+    WalkLineSplit<kLanes>(src, dst, width, hn::Lanes(DI32()), head, tail);
 }
 
 template <class S, class D>
@@ -192,7 +198,10 @@ HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t wid
                              int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    // Up to the saturation's quotient and the hue in degrees (six
+    // divisions), which WalkLineSplit starts early; then the scaling.
+    const auto head = [OZU_STEP_CAPTURE](const S* const* p, size_t x,
+                                         const auto& then) OZU_INLINE_LAMBDA {
         const VF32 r = LoadNormalised(p[0] + x, fsrc);
         const VF32 g = LoadNormalised(p[1] + x, fsrc);
         const VF32 b = LoadNormalised(p[2] + x, fsrc);
@@ -202,14 +211,17 @@ HWY_INLINE void HlsFloatPath(const S* const src[3], D* const dst[3], int32_t wid
         const VF32 d = hn::Sub(eMax, eMin);
         const VF32 den = hn::IfThenElse(hn::Le(l, F(0.5f)), hn::Add(eMax, eMin),
                                         hn::Sub(hn::Sub(F(2.0f), eMax), eMin));
-        const VI32 s = TruncToI32(hn::Mul(hn::Div(d, den), fdst));
-        const VI32 h = ScaleHue(HueDegrees(r, g, b, eMax, d), fdst);
-        const auto chromatic = AsI(Differ(eMax, eMin));
-        StoreLow(hn::IfThenElseZero(chromatic, h), q[0] + x);
+        return then(l, hn::Div(d, den), HueDegrees(r, g, b, eMax, d),
+                    AsI(Differ(eMax, eMin)));
+    };
+    const auto tail = [OZU_STEP_CAPTURE](VF32 l, VF32 quotient, VF32 degrees, MI32 chromatic,
+                                         D* const* q, size_t x) OZU_INLINE_LAMBDA {
+        const VI32 s = TruncToI32(hn::Mul(quotient, fdst));
+        StoreLow(hn::IfThenElseZero(chromatic, ScaleHue(degrees, fdst)), q[0] + x);
         StoreLow(TruncToI32(hn::Mul(l, fdst)), q[1] + x);
         StoreLow(hn::IfThenElseZero(chromatic, s), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
+    WalkLineSplit<kLanes>(src, dst, width, hn::Lanes(DI32()), head, tail);
 }
 
 // ---- RGB -> HSV ------------------------------------------------------------
@@ -254,20 +266,27 @@ template <class S, class D>
 HWY_INLINE void HsvEqualPath(const S* const src[3], D* const dst[3], int32_t width,
                              int32_t srcMax) {
     const VF32 fdst = F(static_cast<float>(srcMax));
-    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    // Up to the saturation's quotient and the hue in degrees (three
+    // divisions), which WalkLineSplit starts early; then the scaling.
+    const auto head = [OZU_STEP_CAPTURE](const S* const* p, size_t x,
+                                         const auto& then) OZU_INLINE_LAMBDA {
         const VI32 r = LoadI32(p[0] + x), g = LoadI32(p[1] + x), b = LoadI32(p[2] + x);
         VI32 eMax, eMin;
         FindExtremes(r, g, b, eMax, eMin);
         const VI32 d = hn::Sub(eMax, eMin);
         const VF32 fd = ToF32(d);
-        const VI32 s = TruncToI32(hn::Mul(hn::Div(fd, ToF32(eMax)), fdst));
-        const VI32 h = ScaleHue(HueDegrees(r, g, b, eMax, fd), fdst);
+        return then(eMax, d, hn::Div(fd, ToF32(eMax)), HueDegrees(r, g, b, eMax, fd));
+    };
+    const auto tail = [OZU_STEP_CAPTURE](VI32 eMax, VI32 d, VF32 quotient, VF32 degrees,
+                                         D* const* q, size_t x) OZU_INLINE_LAMBDA {
+        const VI32 s = TruncToI32(hn::Mul(quotient, fdst));
+        const VI32 h = ScaleHue(degrees, fdst);
         const auto lit = hn::Ne(eMax, I(0));
         StoreLow(hn::IfThenElseZero(hn::And(lit, hn::Ne(d, I(0))), h), q[0] + x);
         StoreLow(hn::IfThenElseZero(lit, s), q[1] + x);
         StoreLow(eMax, q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
+    WalkLineSplit<kLanes>(src, dst, width, hn::Lanes(DI32()), head, tail);
 }
 
 template <class S, class D>
@@ -275,21 +294,28 @@ HWY_INLINE void HsvFloatPath(const S* const src[3], D* const dst[3], int32_t wid
                              int32_t dstMax) {
     const VF32 fsrc = F(static_cast<float>(srcMax));
     const VF32 fdst = F(static_cast<float>(dstMax));
-    const auto step = [OZU_STEP_CAPTURE](const S* const* p, D* const* q, size_t x) OZU_INLINE_LAMBDA {
+    // Up to the saturation's quotient and the hue in degrees (six
+    // divisions), which WalkLineSplit starts early; then the scaling.
+    const auto head = [OZU_STEP_CAPTURE](const S* const* p, size_t x,
+                                         const auto& then) OZU_INLINE_LAMBDA {
         const VF32 r = LoadNormalised(p[0] + x, fsrc);
         const VF32 g = LoadNormalised(p[1] + x, fsrc);
         const VF32 b = LoadNormalised(p[2] + x, fsrc);
         VF32 eMax, eMin;
         FindExtremes(r, g, b, eMax, eMin);
         const VF32 d = hn::Sub(eMax, eMin);
-        const VI32 s = TruncToI32(hn::Mul(hn::Div(d, eMax), fdst));
-        const VI32 h = ScaleHue(HueDegrees(r, g, b, eMax, d), fdst);
+        return then(eMax, d, hn::Div(d, eMax), HueDegrees(r, g, b, eMax, d));
+    };
+    const auto tail = [OZU_STEP_CAPTURE](VF32 eMax, VF32 d, VF32 quotient, VF32 degrees,
+                                         D* const* q, size_t x) OZU_INLINE_LAMBDA {
+        const VI32 s = TruncToI32(hn::Mul(quotient, fdst));
+        const VI32 h = ScaleHue(degrees, fdst);
         const auto lit = Differ(eMax, F(0.0f));
         StoreLow(hn::IfThenElseZero(AsI(hn::And(lit, Differ(d, F(0.0f)))), h), q[0] + x);
         StoreLow(hn::IfThenElseZero(AsI(lit), s), q[1] + x);
         StoreLow(TruncToI32(hn::Mul(eMax, fdst)), q[2] + x);
     };
-    WalkLine<kLanes>(src, dst, width, hn::Lanes(DI32()), step);
+    WalkLineSplit<kLanes>(src, dst, width, hn::Lanes(DI32()), head, tail);
 }
 
 // ---- HLS and HSV -> RGB ----------------------------------------------------
