@@ -87,12 +87,14 @@ HWY_INLINE void GreyBytesLine(const uint8_t* const src[3], uint8_t* const dst[3]
         const auto bLow = hn::BitCast(d16, hn::InterleaveLower(d8, b, zero));
         const auto bHigh = hn::BitCast(d16, hn::InterleaveUpper(d8, b, zero));
         const auto grey = [&](auto rgPairs, auto bWords, auto interleave) OZU_INLINE_LAMBDA {
-            VI32 unused = hn::Zero(d32);
+            // On x86 the pairs' sums all go into the first sum; the second
+            // is left as it is.
+            VI32 none = hn::Zero(d32);
             const VI32 rg = hn::ReorderWidenMulAccumulate(
                 d32, hn::BitCast(d16, interleave(d8, rgPairs, zero)), weightsRG, hn::Zero(d32),
-                unused);
+                none);
             const VI32 sum = hn::ReorderWidenMulAccumulate(
-                d32, interleave(d16, bWords, hn::Zero(d16)), weightB, rg, unused);
+                d32, interleave(d16, bWords, hn::Zero(d16)), weightB, rg, none);
             return hn::ShiftRight<kFixBits>(sum);
         };
         const auto lower = [](auto d, auto a, auto z) { return hn::InterleaveLower(d, a, z); };

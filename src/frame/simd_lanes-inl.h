@@ -286,8 +286,10 @@ HWY_INLINE void WalkLineAhead(const S* const src[3], D* const dst[3], int32_t wi
 }
 
 // The vectors and masks a group carries from its front to its back, as one
-// struct built from their values (a vector's default constructor cannot be
-// called from here on every target), and a call with them as arguments.
+// struct, and a call with them as arguments. The struct is always built
+// from values: default-constructing it would call the vectors' default
+// constructors from its own implicit one, which GCC compiles without the
+// target's instructions and then refuses to inline them into (NEON).
 template <class... T>
 struct Parts {};
 template <class T, class... Rest>
