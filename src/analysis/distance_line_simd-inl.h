@@ -3,8 +3,7 @@
 // steps of distance_pixel: the squared distances in 32-bit integers, every
 // conversion and division a single-precision IEEE operation as in the scalar
 // code (conversions to integer truncate, all values are far inside the
-// range), so every lane gives the scalar bits. The pixels after the last
-// whole vector go through the scalar kernel.
+// range), so every lane gives the scalar bits.
 #if defined(OZU_ANALYSIS_DISTANCE_LINE_SIMD_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef OZU_ANALYSIS_DISTANCE_LINE_SIMD_INL_H_
 #undef OZU_ANALYSIS_DISTANCE_LINE_SIMD_INL_H_
@@ -24,11 +23,9 @@ namespace HWY_NAMESPACE {
 
 void DistanceLineSimd(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2, uint8_t* out,
                       int32_t width, const ReferenceColor& first, const ReferenceColor& second) {
-    if (width <= 0) return;
     const DI32 di;
     const DF32 df;
-    const size_t lanes = hn::Lanes(di);
-    const size_t n = static_cast<size_t>(width);
+    constexpr size_t kLanes = hn::MaxLanes(DI32());
     const VI32 u0 = hn::Set(di, first.c[0]), u1 = hn::Set(di, first.c[1]);
     const VI32 u2 = hn::Set(di, first.c[2]);
     const VI32 w0 = hn::Set(di, second.c[0]), w1 = hn::Set(di, second.c[1]);
@@ -36,26 +33,31 @@ void DistanceLineSimd(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2, u
     const VF32 range = hn::Set(df, 765.0f);
     const VF32 half = hn::Set(df, 0.5f);
     const VI32 one = hn::Set(di, 1);
-    const auto squared = [](VI32 a, VI32 b) {
+    const auto squared = [](VI32 a, VI32 b) OZU_INLINE_LAMBDA {
         const VI32 d = hn::Sub(a, b);
         return hn::Mul(d, d);
     };
-    size_t x = 0;
-    for (; x + lanes <= n; x += lanes) {
-        const VI32 a = LoadI32(p0 + x);
-        const VI32 b = LoadI32(p1 + x);
-        const VI32 c = LoadI32(p2 + x);
+    // The two distances, each a division: the head, which WalkLineSplit
+    // starts early; then their ratio, a division on both, and the store.
+    const auto head = [OZU_STEP_CAPTURE](const uint8_t* const* p, size_t x,
+                                         const auto& then) OZU_INLINE_LAMBDA {
+        const VI32 a = LoadI32(p[0] + x);
+        const VI32 b = LoadI32(p[1] + x);
+        const VI32 c = LoadI32(p[2] + x);
         const VI32 sum1 = hn::Add(hn::Add(squared(a, u0), squared(b, u1)), squared(c, u2));
         const VI32 sum2 = hn::Add(hn::Add(squared(a, w0), squared(b, w1)), squared(c, w2));
-        const VI32 near = hn::ConvertTo(di, hn::Div(hn::ConvertTo(df, sum1), range));
-        const VI32 far = hn::ConvertTo(di, hn::Div(hn::ConvertTo(df, sum2), range));
-        const VI32 q = hn::ConvertTo(
+        return then(hn::ConvertTo(di, hn::Div(hn::ConvertTo(df, sum1), range)),
+                    hn::ConvertTo(di, hn::Div(hn::ConvertTo(df, sum2), range)));
+    };
+    const auto tail = [OZU_STEP_CAPTURE](VI32 near, VI32 far, uint8_t* const* q,
+                                         size_t x) OZU_INLINE_LAMBDA {
+        const VI32 ratio = hn::ConvertTo(
             di, hn::Div(hn::ConvertTo(df, hn::Sub(near, far)), hn::ConvertTo(df, hn::Add(far, one))));
-        StoreLow(hn::ConvertTo(di, hn::Add(hn::ConvertTo(df, q), half)), out + x);
-    }
-    if (x < n)
-        scalar::distance_line(p0 + x, p1 + x, p2 + x, out + x, static_cast<int32_t>(n - x), first,
-                              second);
+        StoreLow(hn::ConvertTo(di, hn::Add(hn::ConvertTo(df, ratio), half)), q[0] + x);
+    };
+    const uint8_t* const src[3] = {p0, p1, p2};
+    uint8_t* const dst[3] = {out, nullptr, nullptr};
+    WalkLineSplit<kLanes>(src, dst, width, hn::Lanes(di), head, tail);
 }
 
 }  // namespace HWY_NAMESPACE
