@@ -45,68 +45,35 @@ HWY_INLINE void GreyLine(const S* const src[3], D* const dst[3], int32_t width, 
     WalkLine<kLanes>(in, out, width, hn::Lanes(DI32()), step);
 }
 
-#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
-// The x86 byte packs of two vectors of 16-bit lanes, per 128-bit block.
-HWY_INLINE __m128i PackBytes(hn::Vec128<int16_t> a, hn::Vec128<int16_t> b) {
-    return _mm_packus_epi16(a.raw, b.raw);
-}
-#if HWY_TARGET != HWY_SSE4
-HWY_INLINE __m256i PackBytes(hn::Vec256<int16_t> a, hn::Vec256<int16_t> b) {
-    return _mm256_packus_epi16(a.raw, b.raw);
-}
-#endif
-#if HWY_TARGET == HWY_AVX3
-HWY_INLINE __m512i PackBytes(hn::Vec512<int16_t> a, hn::Vec512<int16_t> b) {
-    return _mm512_packus_epi16(a.raw, b.raw);
-}
-#endif
-
-// GreyLine of byte pixels without a range change, a vector of bytes a step:
-// the R and G weights go on in one multiply-add of 16-bit pairs (R, G), the
-// B weight in one of pairs (B, 0), each pair summed into 32 bits. That is
-// the sum of the 32-bit lanes exactly (bytes and weights are far inside the
-// signed 16-bit range of the factors), in about two thirds of their
-// operations. Each 128-bit block's unpacks put its pixels in another order,
-// and the packs put them back; the greys (at most 254) pack unchanged.
+// GreyLine of byte pixels without a range change, twice as many pixels a
+// vector: the channels are widened to 16 bits only, and the R and G weights
+// go on in one widening multiply-add of (R, G) pairs, the B weight in one of
+// (B, 0) pairs (PairSums). Bytes and weights below 2^13 give exact products
+// and sums, the 32-bit ones of GreyLine; the greys (at most 254) narrow
+// back unchanged.
 HWY_INLINE void GreyBytesLine(const uint8_t* const src[3], uint8_t* const dst[3], int32_t width) {
-    const hn::ScalableTag<uint8_t> d8;
-    const hn::ScalableTag<int16_t> d16;
-    const DI32 d32;
-    constexpr size_t kBytes = hn::MaxLanes(d8);
+    const D16 d16;
+    const hn::Rebind<uint8_t, D16> d8;
+    constexpr size_t kLanes = hn::MaxLanes(D16());
     const uint8_t* const in[3] = {src[0], src[1], src[2]};
     uint8_t* const out[3] = {dst[0], nullptr, nullptr};
-    const auto weightsRG = hn::BitCast(d16, hn::Set(d32, (kGreyWeightG << 16) | kGreyWeightR));
-    const auto weightB = hn::BitCast(d16, hn::Set(d32, kGreyWeightB));
-    const auto step = [=](const uint8_t* const* p, uint8_t* const* q, size_t x) OZU_INLINE_LAMBDA {
-        const auto zero = hn::Zero(d8);
-        const auto r = hn::LoadU(d8, p[0] + x), g = hn::LoadU(d8, p[1] + x);
-        const auto b = hn::LoadU(d8, p[2] + x);
-        // Per block, its first half of pixels in the low unpacks, the second
-        // in the high ones.
-        const auto rgLow = hn::InterleaveLower(d8, r, g), rgHigh = hn::InterleaveUpper(d8, r, g);
-        const auto bLow = hn::BitCast(d16, hn::InterleaveLower(d8, b, zero));
-        const auto bHigh = hn::BitCast(d16, hn::InterleaveUpper(d8, b, zero));
-        const auto grey = [&](auto rgPairs, auto bWords, auto interleave) OZU_INLINE_LAMBDA {
-            // On x86 the pairs' sums all go into the first sum; the second
-            // is left as it is.
-            VI32 none = hn::Zero(d32);
-            const VI32 rg = hn::ReorderWidenMulAccumulate(
-                d32, hn::BitCast(d16, interleave(d8, rgPairs, zero)), weightsRG, hn::Zero(d32),
-                none);
-            const VI32 sum = hn::ReorderWidenMulAccumulate(
-                d32, interleave(d16, bWords, hn::Zero(d16)), weightB, rg, none);
-            return hn::ShiftRight<kFixBits>(sum);
-        };
-        const auto lower = [](auto d, auto a, auto z) { return hn::InterleaveLower(d, a, z); };
-        const auto upper = [](auto d, auto a, auto z) { return hn::InterleaveUpper(d, a, z); };
-        const auto low = hn::ReorderDemote2To(d16, grey(rgLow, bLow, lower), grey(rgLow, bLow, upper));
-        const auto high =
-            hn::ReorderDemote2To(d16, grey(rgHigh, bHigh, lower), grey(rgHigh, bHigh, upper));
-        hn::StoreU(hn::Vec<decltype(d8)>{PackBytes(low, high)}, d8, q[0] + x);
+    const VI16 weightsRG = CoefficientPair(kGreyWeightR, kGreyWeightG);
+    const VI16 weightB = CoefficientPair(kGreyWeightB, 0);
+    const VI16 zero = hn::Zero(d16);
+    const auto step = [OZU_STEP_CAPTURE](const uint8_t* const* p, uint8_t* const* q,
+                                         size_t x) OZU_INLINE_LAMBDA {
+        const VI16 r = hn::PromoteTo(d16, hn::LoadU(d8, p[0] + x));
+        const VI16 g = hn::PromoteTo(d16, hn::LoadU(d8, p[1] + x));
+        const VI16 b = hn::PromoteTo(d16, hn::LoadU(d8, p[2] + x));
+        VI16 rgLo, rgHi, bLo, bHi;
+        PairUp(r, g, rgLo, rgHi);
+        PairUp(b, zero, bLo, bHi);
+        const VI16 grey = hn::ReorderDemote2To(d16, PairSums(rgLo, bLo, weightsRG, weightB),
+                                               PairSums(rgHi, bHi, weightsRG, weightB));
+        hn::StoreU(hn::DemoteTo(d8, grey), d8, q[0] + x);
     };
-    WalkLine<kBytes>(in, out, width, hn::Lanes(d8), step);
+    WalkLine<kLanes>(in, out, width, hn::Lanes(d16), step);
 }
-#endif
 
 // Plane 0 into all three planes, rescaled with kScale.
 template <bool kScale, class S, class D>
@@ -132,14 +99,12 @@ bool SubRGB2Gray(const S* const src[3], D* const dst[3], int32_t width, int32_t 
     // (t x 8192) >> 13 gives every t = sum >> 13 back: a factor of 8192
     // between unequal ranges needs no multiply either.
     const int32_t factor = srcMax == dstMax ? kFixOne : range_factor(srcMax, dstMax);
-#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
     if constexpr (std::is_same_v<S, uint8_t> && std::is_same_v<D, uint8_t>) {
         if (factor == kFixOne) {
             grey_simd::GreyBytesLine(src, dst, width);
             return true;
         }
     }
-#endif
     if (factor == kFixOne)
         grey_simd::GreyLine<false>(src, dst, width, factor);
     else

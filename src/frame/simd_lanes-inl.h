@@ -29,6 +29,8 @@
 #include <limits>
 #include <type_traits>
 
+#include "frame/fixed_point.h"
+
 // How the step lambdas take the vectors they use: by value (see above),
 // except on the SVE targets, whose sizeless vector types cannot be members
 // of a lambda; there they are referenced, and the compiler keeps them in
@@ -165,6 +167,56 @@ HWY_INLINE void StoreBytes3x2(VI32 a0, VI32 b0, VI32 c0, VI32 a1, VI32 b1, VI32 
     _mm_storeu_si128(reinterpret_cast<__m128i*>(pc), _mm256_castsi256_si128(cOrdered));
 }
 #endif
+
+// ---- sums of pairs of 16-bit products -----------------------------------
+// Byte channels widened to 16 bits only, two of them multiplied and added
+// into 32 bits by one instruction: the matrix kernels' and the grey
+// kernel's byte lines.
+
+using D16 = hn::ScalableTag<int16_t>;
+using VI16 = hn::Vec<D16>;
+using D32Of16 = hn::Repartition<int32_t, D16>;
+
+// (lo, hi) in the even and odd 16-bit lanes of every 32-bit lane.
+HWY_INLINE VI16 CoefficientPair(int32_t lo, int32_t hi) {
+    const uint32_t bits =
+        uint32_t{static_cast<uint16_t>(lo)} | (uint32_t{static_cast<uint16_t>(hi)} << 16);
+    return hn::BitCast(D16(), hn::Set(D32Of16(), static_cast<int32_t>(bits)));
+}
+
+// (k0 x + k1 y + k2 z) >> 13 for pixels whose (x, y) and (z, 0) pairs fill
+// adjacent lanes of xy and z0, with kxy = (k0, k1) and kz = (k2, 0).
+// Where each product lands between the two accumulators is the target's
+// choice (x86 sums each pair into one lane of the first; NEON puts the
+// products of the low and high halves in different accumulators; SVE the
+// even and odd ones): only RearrangeToOddPlusEven turns the two into the
+// pair sums in lane order. On x86 it is free.
+HWY_INLINE hn::Vec<D32Of16> PairSums(VI16 xy, VI16 z0, VI16 kxy, VI16 kz) {
+    const D32Of16 d32;
+    hn::Vec<D32Of16> sum1 = hn::Zero(d32);
+    auto sum0 = hn::ReorderWidenMulAccumulate(d32, xy, kxy, hn::Zero(d32), sum1);
+    sum0 = hn::ReorderWidenMulAccumulate(d32, z0, kz, sum0, sum1);
+    return hn::ShiftRight<kFixBits>(hn::RearrangeToOddPlusEven(sum0, sum1));
+}
+
+// The 16-bit channels x and y of every pixel as (x, y) pairs in 32-bit
+// lanes, split over two vectors `first` and `second` in the order that
+// ReorderDemote2To, given their pair sums, turns back into pixel order. On
+// x86 and NEON that narrowing concatenates its inputs within each 128-bit
+// block, so the pairs of the lower and upper half of each block go to first
+// and second (InterleaveLower and InterleaveUpper work within blocks too).
+// On SVE it interleaves its inputs lane by lane instead, so first holds the
+// pairs of the even pixels and second those of the odd ones.
+HWY_INLINE void PairUp(VI16 x, VI16 y, VI16& first, VI16& second) {
+#if HWY_HAVE_SCALABLE
+    const D32Of16 d32;
+    first = hn::OddEven(hn::BitCast(D16(), hn::ShiftLeft<16>(hn::BitCast(d32, y))), x);
+    second = hn::OddEven(y, hn::BitCast(D16(), hn::ShiftRight<16>(hn::BitCast(d32, x))));
+#else
+    first = hn::InterleaveLower(D16(), x, y);
+    second = hn::InterleaveUpper(D16(), x, y);
+#endif
+}
 
 // TruncInRange where kInRange, else TruncToI32.
 template <bool kInRange>
