@@ -226,6 +226,19 @@ std::unique_ptr<RowReader> open_tiff(std::FILE* file, const std::string& name) {
     if (TIFFGetField(tiff.get(), TIFFTAG_PHOTOMETRIC, &t.photometric) == 0)
         t.photometric = t.samples >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK;
     check_size(name, t.width, t.height);
+    // libtiff decodes a strip or a tile at a time into a buffer of its own,
+    // as large as the header makes the block. A block larger than any image
+    // the tool reads could need (8 samples of 16 bits a pixel, over the
+    // whole image or, for a small image in large tiles, 512 x 512 pixels)
+    // is refused before it is asked for: a header of a few hundred damaged
+    // bytes declaring 11009 samples a pixel had it ask for 2.2 GB.
+    const uint64_t block =
+        TIFFIsTiled(tiff.get()) ? TIFFTileSize64(tiff.get()) : TIFFStripSize64(tiff.get());
+    if (block > 16 * std::max<uint64_t>(uint64_t{t.width} * t.height, 512 * 512))
+        throw ToolError(EIO, "cannot read " + quoted(name) + ": damaged TIFF header (" +
+                                 std::to_string(t.samples) + " samples a pixel, blocks of " +
+                                 std::to_string(block) + " bytes for " + std::to_string(t.width) +
+                                 " x " + std::to_string(t.height) + " pixels)");
     if (t.format != SAMPLEFORMAT_UINT && t.format != SAMPLEFORMAT_VOID)
         throw ToolError(ENOTSUP, quoted(name) +
                                      " holds signed or floating-point samples; the tool reads "
