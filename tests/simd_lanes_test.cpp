@@ -122,33 +122,20 @@ TEST(TruncToI32, EveryTargetTruncatesSaturatesAndZeroesNaN) {
     const size_t n = 64 * kCaseCount;
     std::vector<float> in(n);
     for (size_t i = 0; i < n; ++i) in[i] = kCases[i % kCaseCount].in;
-    int tested = 0;
-    for (ozu::CpuTarget target : ozu::kAllCpuTargets) {
-        if (target == ozu::CpuTarget::kScalar || !ozu::cpu_target_available(target)) continue;
-        const TruncFn fn = kTrunc.entry[static_cast<int>(target)];
-        if (fn == nullptr) continue;
-        ++tested;
+    ozu_test::for_each_vector_entry(kTrunc, [&](const char* target, TruncFn fn) {
         std::vector<int32_t> out(n, 12345);
         fn(in.data(), out.data(), n);
         for (size_t i = 0; i < n; ++i)
             ASSERT_EQ(out[i], kCases[i % kCaseCount].out)
-                << ozu::cpu_target_name(target) << " lane input " << in[i] << " at " << i;
-    }
-#if OZU_HAVE_HWY
-    EXPECT_GT(tested, 0) << "a build with vector targets tested none";
-#endif
+                << target << " lane input " << in[i] << " at " << i;
+    });
 }
 
 TEST(WalkLineSplit, EveryTargetWalksEveryPixelOnceAndNoneBeyondTheLine) {
     // Widths from none to past four groups of the widest vectors here, with
     // guards on both sides; then in place.
     constexpr int32_t kGuard = 64;
-    int tested = 0;
-    for (ozu::CpuTarget target : ozu::kAllCpuTargets) {
-        if (target == ozu::CpuTarget::kScalar || !ozu::cpu_target_available(target)) continue;
-        const AheadFn fn = kAhead.entry[static_cast<int>(target)];
-        if (fn == nullptr) continue;
-        ++tested;
+    ozu_test::for_each_vector_entry(kAhead, [&](const char* target, AheadFn fn) {
         for (int ahead = 1; ahead <= 2; ++ahead) {
             for (int32_t width = 0; width <= 70; ++width) {
                 std::vector<int32_t> in(width + 2 * kGuard), out(width + 2 * kGuard, -7);
@@ -157,23 +144,20 @@ TEST(WalkLineSplit, EveryTargetWalksEveryPixelOnceAndNoneBeyondTheLine) {
                 for (int32_t i = 0; i < width + 2 * kGuard; ++i) {
                     const bool inside = i >= kGuard && i < kGuard + width;
                     ASSERT_EQ(out[i], inside ? 3 * in[i] + 1 : -7)
-                        << ozu::cpu_target_name(target) << " ahead " << ahead << " width "
-                        << width << " at " << i - kGuard;
+                        << target << " ahead " << ahead << " width " << width << " at "
+                        << i - kGuard;
                 }
                 std::vector<int32_t> same = in;
                 fn(same.data() + kGuard, same.data() + kGuard, width, ahead);
                 for (int32_t i = 0; i < width + 2 * kGuard; ++i) {
                     const bool inside = i >= kGuard && i < kGuard + width;
                     ASSERT_EQ(same[i], inside ? 3 * in[i] + 1 : in[i])
-                        << ozu::cpu_target_name(target) << " in place, ahead " << ahead
-                        << " width " << width << " at " << i - kGuard;
+                        << target << " in place, ahead " << ahead << " width " << width
+                        << " at " << i - kGuard;
                 }
             }
         }
-    }
-#if OZU_HAVE_HWY
-    EXPECT_GT(tested, 0) << "a build with vector targets tested none";
-#endif
+    });
 }
 
 }  // namespace

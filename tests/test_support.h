@@ -307,6 +307,25 @@ std::vector<std::pair<int32_t, int32_t>> kernel_ranges() {
     return ranges;
 }
 
+// Runs check(name, entry) with the entry of `table` for every vector
+// target this processor has (none where the build has no vector code, and
+// then nothing is expected), and expects a build with vector targets to have
+// run it at least once.
+template <class Fn, class Check>
+void for_each_vector_entry(const ozu::TargetTable<Fn>& table, const Check& check) {
+    int tested = 0;
+    for (ozu::CpuTarget target : ozu::kAllCpuTargets) {
+        if (target == ozu::CpuTarget::kScalar || !ozu::cpu_target_available(target)) continue;
+        const Fn fn = table.entry[static_cast<int>(target)];
+        if (fn == nullptr) continue;
+        ++tested;
+        check(ozu::cpu_target_name(target), fn);
+    }
+#if OZU_HAVE_HWY
+    EXPECT_GT(tested, 0) << "a build with vector targets tested none";
+#endif
+}
+
 // Runs the scalar entry of `table` and every other available target's
 // version on the same seeded lines of every width 0..100, each from the same
 // seeded destination contents, and expects the same result and the same
