@@ -1,8 +1,10 @@
 // Pieces shared by the vector kernels, compiled once per target (see
 // frame/cpu_target.h): pixels of any element type as 32-bit lanes, stores
-// that keep the low bits as the scalar kernels' store<D> does, the
-// saturating float-to-integer conversion of the hue kernels, and the walk
-// over a line in whole vectors.
+// that keep the low bits as the scalar kernels' store<D> does, the sums of
+// pairs of 16-bit products of the byte lines, the saturating
+// float-to-integer conversion of the hue kernels, and the walks over a line
+// in whole vectors: a step at a time, or a step's head run ahead of its
+// tail.
 
 // Step lambdas (the per-vector bodies handed to WalkLine) capture by value
 // and are always inlined: a lambda that captures vectors by reference keeps
